@@ -1,0 +1,41 @@
+// What few objects have and no other object pays for: attached values and instance variables added at run
+// time. It hangs off the object from the first time that anything needs it until the object dies.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "Platform/Runtime/Id.h"
+#include "Platform/Runtime/Object.h"
+
+namespace qz::internal {
+
+struct ObjectExtras {
+    struct Association {
+        const void* key;
+        id strong;
+        std::weak_ptr<Object> weak;
+        bool isWeak;
+    };
+    struct Variables {
+        const Class* cls;
+        std::unique_ptr<std::byte[]> block;
+    };
+
+    std::mutex mutex;  // guards the two lists, not what they hold
+    std::vector<Association> associations;
+    std::vector<Variables>
+        variables;  // one zeroed block for each class that adds some; never moved once made
+
+    /// The extras of an object, made on demand.
+    [[nodiscard]] static ObjectExtras& of(Object& object);
+    /// Null when the object has none.
+    [[nodiscard]] static ObjectExtras* ifAny(const Object& object) noexcept {
+        return object.extras_.load(std::memory_order_acquire);
+    }
+};
+
+}  // namespace qz::internal
