@@ -18,7 +18,7 @@ endif()
 add_library(qz_warnings INTERFACE)
 target_compile_options(qz_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
-  -Wnull-dereference -Wdouble-promotion -Wimplicit-fallthrough
+  -Wdouble-promotion -Wimplicit-fallthrough
   $<$<BOOL:${QZ_WARNINGS_AS_ERRORS}>:-Werror>)
 
 if(QZ_SANITIZE)

@@ -17,6 +17,7 @@ namespace {
 /// The one lock of the runtime and what it guards: names, and the tables of every class.
 struct Runtime {
     std::mutex mutex;
+    std::vector<Class*> all;  // the unregistered ones too: a class lives until the process ends
     std::map<std::string, Class*, std::less<>> classes;
     std::unordered_map<Selector, std::unique_ptr<const Method>> missing;  // entries for "no such method"
 };
@@ -126,6 +127,9 @@ void MethodSide::flush() {
 
 Class::Class(Class* superclass, std::string name)
     : name_(std::move(name)), superclass_(superclass), native_(superclass ? superclass->native_ : nullptr) {
+    auto& shared = runtime();
+    const std::lock_guard lock(shared.mutex);
+    shared.all.push_back(this);
     if (superclass) {
         instances_.parent_ = &superclass->instances_;
         class_.parent_ = &superclass->class_;
