@@ -4,6 +4,7 @@
 
 #include "Platform/Foundation/NSArray.h"
 #include "Platform/Runtime/ClassBuilder.h"
+#include "Platform/Runtime/KeyValueObserving.h"
 #include "Platform/Runtime/Send.h"
 
 namespace qz {
@@ -22,6 +23,8 @@ QZ_DEFINE_CLASS(NSDictionary, cls) {
     cls.method("hash", &NSDictionary::count);
     cls.method("count", &NSDictionary::count);
     cls.method("objectForKey:", &NSDictionary::objectForKey);
+    cls.method("valueForKey:",
+               [](const NSDictionary& self, std::string_view key) { return self.objectForKey(key); });
     cls.method("allKeys", &NSDictionary::allKeys);
     cls.method("allValues", &NSDictionary::allValues);
     cls.method("copy", [](const NSDictionary& self) { return id(self.copy()); });
@@ -79,6 +82,9 @@ Ref<NSMutableDictionary> NSDictionary::mutableCopy() const {
 
 QZ_DEFINE_CLASS(NSMutableDictionary, cls) {
     cls.method("setObject:forKey:", &NSMutableDictionary::setObjectForKey);
+    cls.method("setValue:forKey:", [](NSMutableDictionary& self, const id& value, std::string_view key) {
+        changing(self, key, [&] { value ? self.setObjectForKey(value, key) : self.removeObjectForKey(key); });
+    });
     cls.method("removeObjectForKey:", &NSMutableDictionary::removeObjectForKey);
     cls.method("removeAllObjects", &NSMutableDictionary::removeAllObjects);
 }

@@ -6,6 +6,7 @@
 
 #include "Platform/Runtime/ClassBuilder.h"
 #include "Platform/Runtime/Id.h"
+#include "Platform/Runtime/KeyValueDefaults.h"
 #include "Platform/Runtime/NSInvocation.h"
 #include "Platform/Runtime/ObjectExtras.h"
 #include "Platform/Runtime/Send.h"
@@ -77,6 +78,11 @@ void defineRoot(ClassBuilder<Root>& cls) {
     cls.method("description", [](const Root& self) { return addressDescription(self); });
     cls.method("isEqual:", [](const Root& self, const id& other) { return other.get() == &self; });
     cls.method("hash", [](const Root& self) { return std::hash<const void*>()(&self); });
+    cls.method("valueForKey:",
+               [](Root& self, std::string_view key) { return internal::defaultValueForKey(self, key); });
+    cls.method("setValue:forKey:", [](Root& self, const id& value, std::string_view key) {
+        internal::defaultSetValueForKey(self, value, key);
+    });
 }
 
 }  // namespace

@@ -9,6 +9,14 @@ namespace qz {
 
 namespace internal {
 
+ObjectExtras::~ObjectExtras() {
+    for (const auto& [observation, level] : observed) {
+        if (level == 0) {
+            observation->end();  // objects along the path need not remember it
+        }
+    }
+}
+
 ObjectExtras& ObjectExtras::of(Object& object) {
     if (auto* extras = ifAny(object)) {
         return *extras;

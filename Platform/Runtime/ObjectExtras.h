@@ -1,7 +1,9 @@
-// What few objects have and no other object pays for: attached values and instance variables added at run
-// time. It hangs off the object from the first time that anything needs it until the object dies.
+// What few objects have and no other object pays for: attached values, instance variables added at run time,
+// and who observes them. It hangs off the object from the first time that anything needs it until the object
+// dies.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -9,6 +11,7 @@
 #include <vector>
 
 #include "Platform/Runtime/Id.h"
+#include "Platform/Runtime/KeyPathObservation.h"
 #include "Platform/Runtime/Object.h"
 
 namespace qz::internal {
@@ -25,10 +28,14 @@ struct ObjectExtras {
         std::unique_ptr<std::byte[]> block;
     };
 
-    std::mutex mutex;  // guards the two lists, not what they hold
+    ~ObjectExtras();
+
+    std::mutex mutex;  // guards the lists, not what they hold
     std::vector<Association> associations;
     std::vector<Variables>
-        variables;  // one zeroed block for each class that adds some; never moved once made
+        variables;                   // one zeroed block for each class that adds some; never moved once made
+    std::vector<Observed> observed;  // registrations that watch a key of this object
+    std::atomic<bool> isObserved{false};
 
     /// The extras of an object, made on demand.
     [[nodiscard]] static ObjectExtras& of(Object& object);
