@@ -27,7 +27,9 @@ public:
     }
     [[nodiscard]] void* context() const noexcept { return context_; }
     [[nodiscard]] const std::string& keyAt(std::size_t level) const { return keys_[level]; }
-    [[nodiscard]] bool isOver() const noexcept { return ended_.load(std::memory_order_acquire); }
+    [[nodiscard]] bool isOver() const noexcept {
+        return ended_.load(std::memory_order_acquire) || observer_.expired();
+    }
 
     /// Links the objects along the path from a level on, the first of them given.
     void link(Object& object, std::size_t level);

@@ -1,6 +1,7 @@
 #include "Platform/Runtime/KeyValueObserving.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Foundation/NSNull.h"
@@ -32,9 +33,22 @@ id orNull(const id& value) {
     return value ? value : id(NSNull::null());
 }
 
+template <class Predicate>
+void moveOut(std::vector<Observed>& from, std::vector<Observed>& to, Predicate predicate) {
+    const auto rest = std::stable_partition(from.begin(), from.end(), std::not_fn(predicate));
+    std::move(rest, from.end(), std::back_inserter(to));
+    from.erase(rest, from.end());
+}
+
 void watch(Object& object, Observed entry) {
     auto& extras = ObjectExtras::of(object);
+    std::vector<Observed> dead;  // released after the lock
     const std::lock_guard lock(extras.mutex);
+    if (extras.observed.size() == extras.observed.capacity()) {
+        // Registrations whose observer died are dropped before the list grows, so that it stays in
+        // proportion.
+        moveOut(extras.observed, dead, [](const Observed& other) { return other.observation->isOver(); });
+    }
     extras.observed.push_back(std::move(entry));
     extras.isObserved.store(true, std::memory_order_release);
 }
@@ -47,10 +61,7 @@ void unwatch(Object& object, Predicate predicate) {
     }
     std::vector<Observed> removed;  // released after the lock
     const std::lock_guard lock(extras->mutex);
-    const auto rest = std::stable_partition(extras->observed.begin(), extras->observed.end(),
-                                            [&](const Observed& entry) { return !predicate(entry); });
-    std::move(rest, extras->observed.end(), std::back_inserter(removed));
-    extras->observed.erase(rest, extras->observed.end());
+    moveOut(extras->observed, removed, predicate);
     extras->isObserved.store(!extras->observed.empty(), std::memory_order_release);
 }
 
