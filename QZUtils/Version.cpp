@@ -2,6 +2,8 @@
 
 namespace qz {
 
-std::string_view libraryVersion() noexcept { return QZ_VERSION; }
+std::string_view libraryVersion() noexcept {
+    return QZ_VERSION;
+}
 
 }  // namespace qz
