@@ -19,7 +19,7 @@ std::string describe(const NSDate& date) {
     const double since1970 = std::floor(date.timeIntervalSince1970());
     std::array<char, 64> text{};
     if (!(std::abs(since1970) < limit)) {
-        std::snprintf(text.data(), text.size(), "%.17g s since 1970-01-01 00:00:00 +0000", since1970);
+        std::snprintf(text.data(), text.size(), "%.6g s since 1970-01-01 00:00:00 +0000", since1970);
         return text.data();
     }
     const sys_seconds time{seconds(static_cast<std::int64_t>(since1970))};
@@ -66,7 +66,7 @@ Ref<NSDate> NSDate::dateWithTimePoint(TimePoint time) {
 }
 
 const Ref<NSDate>& NSDate::distantPast() {
-    static const auto& date = sharedDate(new Ref<NSDate>(make<NSDate>(-63114076800.0)));
+    static const auto& date = sharedDate(new Ref<NSDate>(make<NSDate>(-63113904000.0)));
     return date;
 }
 

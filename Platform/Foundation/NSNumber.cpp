@@ -45,15 +45,15 @@ auto withoutBool(T value) {
 /// Compares an integer with a double exactly: neither is rounded to the other's type.
 template <class T>
 int orderExactly(T integer, double number) {
-    if (std::isnan(number)) {
+    constexpr double high = std::is_signed_v<T> ? twoTo63 : twoTo64;
+    if (number >= high) {
+        return -1;
+    }
+    if (std::isnan(number) || number < (std::is_signed_v<T> ? -twoTo63 : 0.0)) {
         return 1;
     }
-    const auto truncated = saturate<T>(number);
-    if (integer != truncated) {
-        return order(integer, truncated);
-    }
-    // The integer parts agree, unless the double lies outside the type's range.
-    return order(static_cast<double>(truncated), number);
+    const auto truncated = static_cast<T>(number);
+    return integer != truncated ? order(integer, truncated) : order(static_cast<double>(truncated), number);
 }
 
 template <class T>
