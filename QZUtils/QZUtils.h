@@ -2,4 +2,9 @@
 // that facility's own header instead and compiles faster.
 #pragma once
 
+#include "QZUtils/Concurrency/QZSynchronizedCollection.h"
+#include "QZUtils/Concurrency/QZSynchronizedMapTable.h"
+#include "QZUtils/Concurrency/QZSynchronizedMutableArray.h"
+#include "QZUtils/Concurrency/Synchronizer.h"
+#include "QZUtils/Extensions/NSLocking/NSLocking+DoAction.h"
 #include "QZUtils/Version.h"

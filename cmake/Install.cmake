@@ -3,7 +3,26 @@
 
 include(CMakePackageConfigHelpers)
 
-file(GLOB_RECURSE QZ_HEADERS CONFIGURE_DEPENDS Platform/*.h Siblings/*.h QZUtils/*.h)
+# Headers in directories named internal stay home, except those that an installed header includes.
+function(qz_installed_headers result)
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} Platform/*.h Siblings/*.h QZUtils/*.h)
+  list(FILTER headers EXCLUDE REGEX "/internal/")
+  set(installed)
+  while(headers)
+    list(POP_FRONT headers header)
+    list(APPEND installed ${header})
+    file(STRINGS ${header} includes REGEX "^ *# *include [\"<](Platform|Siblings|QZUtils)/.*internal/")
+    foreach(include IN LISTS includes)
+      string(REGEX REPLACE ".*[\"<](.*)[\">].*" "\\1" include ${include})
+      if(NOT include IN_LIST installed AND NOT include IN_LIST headers)
+        list(APPEND headers ${include})
+      endif()
+    endforeach()
+  endwhile()
+  set(${result} ${installed} PARENT_SCOPE)
+endfunction()
+
+qz_installed_headers(QZ_HEADERS)
 target_sources(QZUtils PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${QZ_HEADERS})
 
 install(TARGETS QZUtils

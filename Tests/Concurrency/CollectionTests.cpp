@@ -123,6 +123,7 @@ TEST(SynchronizedMap, KeysAreCopiedAndWeakValuesVanish) {
     const auto key = NSMutableArray::arrayWithObjects({"path"});
     id value = NSString::string("download");
     table->setObjectForKey(value, key);
+    EXPECT_EQ(table->count(), 1U);  // the write has run, and copied the key
     key->addObject("changed later");
     EXPECT_EQ(table->objectForKey(NSArray::arrayWithObjects({"path"})), id("download"));
     EXPECT_FALSE(table->objectForKey(key));
