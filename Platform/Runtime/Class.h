@@ -40,8 +40,8 @@ namespace internal {
 
 /// Links a C++ class into the list of classes that can be found by name before their first use.
 struct ClassNode {
-    const char* name;
-    Class& (*cls)();
+    const char* name = nullptr;
+    Class& (*cls)() = nullptr;
     ClassNode* next = nullptr;
 };
 QZ_EXPORT bool linkClass(ClassNode& node) noexcept;

@@ -52,7 +52,7 @@ public:
     /// Where a value stands in a message, for the text of the exception.
     struct Place {
         Selector selector;
-        std::size_t index;
+        std::size_t index = 0;
     };
 
     /// The value as a T. A text that is read as a view lives as long as this Value.
