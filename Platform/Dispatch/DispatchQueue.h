@@ -35,7 +35,8 @@
 //
 // THREADS. Any thread may call anything. An uncontended sync() costs two atomic operations and allocates
 // nothing; a waiting one runs its block on its own thread when its turn comes. Pool threads block all signals
-// that are not their own fault, and end after two idle seconds.
+// that are not their own fault, and end after two idle seconds. The child of a fork() has none: it should do
+// no more than become another program.
 #pragma once
 
 #include <chrono>
@@ -55,8 +56,8 @@
 
 namespace qz {
 
-/// Which blocks of the global queues pool threads take first. A lower one gets every thirty-second turn at
-/// least.
+/// Which blocks of the global queues pool threads take first. Private queues are served like the standard
+/// one. A waiting priority is passed over some thirty times at most.
 enum class DispatchPriority : unsigned char { high, standard, low, background };
 
 /// A handle of a queue. One that was moved from may only be assigned to or destroyed.

@@ -43,7 +43,7 @@ Ref<NSDictionary> NSDictionary::dictionary(const std::vector<Entry>& entries) {
     return made;
 }
 
-void NSDictionary::set(id key, id value) {
+void NSDictionary::set(const id& key, id value) {
     checkPresent(key);
     checkPresent(value);
     auto kept = key->respondsToSelector("copy"_sel) ? send<id>(key, "copy"_sel) : key;
@@ -97,7 +97,7 @@ Ref<NSMutableDictionary> NSMutableDictionary::dictionary(std::initializer_list<E
     return made;
 }
 
-void NSMutableDictionary::setObjectForKey(id object, id forKey) {
+void NSMutableDictionary::setObjectForKey(id object, const id& forKey) {
     set(std::move(forKey), std::move(object));
 }
 

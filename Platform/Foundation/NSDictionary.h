@@ -50,7 +50,7 @@ protected:
 
     NSDictionary() = default;
     explicit NSDictionary(const Table& table) : table_(table) {}
-    void set(id key, id value);
+    void set(const id& key, id value);
 
     Table table_;
 };
@@ -61,7 +61,7 @@ public:
     [[nodiscard]] static Ref<NSMutableDictionary> dictionary(std::initializer_list<Entry> entries = {});
 
     /// Raises NSInvalidArgumentException for a nil object or key.
-    void setObjectForKey(id object, id forKey);
+    void setObjectForKey(id object, const id& forKey);
     /// Nothing happens when there is none.
     void removeObjectForKey(const id& key);
     void removeAllObjects() noexcept { table_.clear(); }

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <latch>
 #include <memory>
 #include <random>
 #include <stop_token>
@@ -137,26 +140,63 @@ TEST(DispatchStress, EveryMixtureKeepsItsPromises) {
 }
 
 TEST(DispatchStress, ReadersSeeWholeWritesWhileTheQueueGainsAndLosesItsBias) {
+    constexpr int writes = 60;
+    constexpr long readsBetween = 1500;  // enough for threads that meet to bias the queue again
     const auto queue = DispatchQueue::concurrent("biased");
-    std::array<int, 2> pair{};  // equal except while a barrier writes
+    std::array<int, 64> values{};  // equal except while a barrier writes
     std::atomic<int> torn = 0;
+    std::atomic<long> reads = 0;
     std::atomic<bool> over = false;
     {
         std::vector<std::jthread> readers;
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < 2; ++i)
             readers.emplace_back([&] {
-                while (!over)
-                    queue.sync([&] { torn += pair[0] != pair[1]; });
+                for (long own = 1; !over; ++own) {
+                    queue.sync([&] {
+                        if (values.front() != values.back())
+                            torn = 1;
+                    });
+                    if (own % 100 == 0)
+                        reads += 100;
+                }
             });
-        for (int i = 1; i <= 300; ++i) {
-            const auto write = [&pair, i] { pair = {i, i}; };
+        for (int i = 1; i <= writes; ++i) {
+            const auto write = [&values, i] { std::fill(values.begin(), values.end(), i); };
             i % 2 != 0 ? queue.barrierSync(write) : queue.barrierAsync(write);
-            std::this_thread::sleep_for(std::chrono::microseconds(i % 16 == 0 ? 2000 : 1));
+            for (const long target = reads + readsBetween; reads < target;)
+                std::this_thread::yield();
         }
         over = true;
     }
-    EXPECT_EQ(queue.sync([&] { return pair[1]; }), 300);
+    EXPECT_EQ(queue.sync([&] { return values.back(); }), writes);
     EXPECT_EQ(torn, 0);
+}
+
+TEST(DispatchStress, BarrierFindsReadersThatEnteredWhileTheQueueWasBiased) {
+    const auto queue = DispatchQueue::concurrent("biased");
+    for (int round = 0; round < 10; ++round) {
+        std::latch together(2);
+        std::latch inside(2);
+        std::latch release(1);
+        std::array<std::jthread, 2> readers;
+        for (std::jthread& reader : readers)
+            reader = std::jthread([&] {
+                together.arrive_and_wait();
+                for (int i = 0; i < 50'000; ++i)
+                    queue.sync([] {});
+                queue.sync([&] {
+                    inside.count_down();
+                    release.wait();
+                });
+            });
+        inside.wait();
+        std::stop_source source;
+        DispatchQueue::global().after(std::chrono::milliseconds(2),
+                                      [source]() mutable { source.request_stop(); });
+        EXPECT_FALSE(queue.barrierSyncUntil(source.get_token(), [] {}));
+        release.count_down();
+        queue.barrierSync([] {});
+    }
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ class Label : public NSObject {
     QZ_OBJECT(Label, NSObject)
 public:
     static inline std::string log;
+    ~Label() override { log += "destructor;"; }
 
 protected:
     Label() = default;
@@ -20,7 +21,6 @@ protected:
         log += "dealloc of " + isa().name() + ";";
         Super::dealloc();
     }
-    ~Label() override { log += "destructor;"; }
 
 private:
     [[maybe_unused]] int width_ = 0;

@@ -23,10 +23,10 @@ public:
 
 private:
     struct Entry {
-        Time time;
-        std::uint64_t number;  // equal times keep their order
-        QueueCore* queue;      // retained
-        Item* item;
+        Time time{};
+        std::uint64_t number = 0;    // equal times keep their order
+        QueueCore* queue = nullptr;  // retained
+        Item* item = nullptr;
     };
 
     static bool isLater(const Entry& left, const Entry& right) noexcept;

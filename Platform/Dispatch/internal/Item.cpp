@@ -32,7 +32,7 @@ struct Magazine {
     }
     void release() noexcept {
         while (count != 0)
-            ::operator delete(pop(), sizeof(Item));
+            ::operator delete (pop(), std::align_val_t{alignof(Item)});
     }
 };
 
@@ -105,7 +105,7 @@ void* Item::allocate() {
         if (cache.previous.count != 0)
             std::swap(cache.loaded, cache.previous);
         else if (!openCache() || !depot.take(cache.loaded))
-            return ::operator new(sizeof(Item));
+            return ::operator new (sizeof(Item), std::align_val_t{alignof(Item)});
     }
     return cache.loaded.pop();
 }
@@ -113,7 +113,7 @@ void* Item::allocate() {
 void Item::recycle(Item* item) noexcept {
     if (cache.loaded.count == magazineSize || !cache.open) [[unlikely]] {
         if (!openCache())
-            return ::operator delete(item, sizeof(Item));
+            return ::operator delete (item, std::align_val_t{alignof(Item)});
         if (cache.loaded.count == magazineSize) {
             if (cache.previous.count != 0)
                 depot.give(cache.previous);

@@ -21,7 +21,7 @@ struct Task {
 
 /// One cache line. Small blocks lie inside; items are recycled through caches of their threads, so that a
 /// steady stream of blocks allocates nothing.
-struct Item : Task {
+struct alignas(64) Item : Task {
     enum class Role : std::uint8_t {
         block,     // `perform` runs the callable, destroys it and recycles the item
         waiter,    // a thread waits on `turn`

@@ -6,7 +6,7 @@
 #include "Platform/Dispatch/internal/Futex.h"
 #include "Platform/Dispatch/internal/QueueCore.h"
 
-struct _GSource;
+struct _GSource;  // NOLINT(bugprone-reserved-identifier): the name that GLib gives it
 
 namespace qz::detail {
 
