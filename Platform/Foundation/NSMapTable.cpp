@@ -32,13 +32,18 @@ id NSMapTable::Slot::get() const {
     return strong ? *strong : id(std::get<std::weak_ptr<Object>>(held_).lock());
 }
 
+bool NSMapTable::Slot::equals(const id& object) const {
+    const auto* strong = std::get_if<id>(&held_);  // compared in place: a copy would count a reference
+    return strong ? object == *strong : object == get();
+}
+
 bool NSMapTable::Slot::isAlive() const noexcept {
     const auto* weak = std::get_if<std::weak_ptr<Object>>(&held_);
     return !weak || !weak->expired();
 }
 
 bool NSMapTable::Equal::operator()(const Probe& probe, const Key& key) const {
-    return probe.hash == key.hash && probe.key == key.slot.get();
+    return probe.hash == key.hash && key.slot.equals(probe.key);
 }
 
 Ref<NSMapTable> NSMapTable::mapTableWithKeyOptions(NSPointerFunctionsOptions keys,
@@ -84,7 +89,8 @@ void NSMapTable::setObjectForKey(id object, id forKey) {
     Slot value(std::move(object), values_);
     const auto found = entries_.find(Probe{hash, forKey});
     if (found != entries_.end()) {
-        std::swap(found->second, value);  // the old value goes when the table is whole again
+        const Slot replaced = std::move(found->second);  // goes when the table is whole again
+        found->second = std::move(value);
         return;
     }
     if (hasWeakSide() && entries_.size() >= sweepAt_) {

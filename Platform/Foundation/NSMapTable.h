@@ -56,6 +56,7 @@ private:
     public:
         Slot(id object, NSPointerFunctionsOptions options);
         [[nodiscard]] id get() const;
+        [[nodiscard]] bool equals(const id& object) const;
         [[nodiscard]] bool isAlive() const noexcept;
 
     private:
