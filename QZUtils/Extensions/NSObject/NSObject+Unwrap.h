@@ -36,9 +36,10 @@ namespace qz {
 
 namespace internal {
 
-/// Calls a block with the object as the type that it takes.
+/// Calls a block with the object as the type that it takes. A result that the block refers to is copied: it
+/// may lie in what was made for the block.
 template <class F>
-decltype(auto) callWithObject(F& block, const id& object) {
+auto callWithObject(F& block, const id& object) {
     if constexpr (std::invocable<F&, const id&>) {
         return std::invoke(block, object);
     } else {
@@ -58,12 +59,12 @@ inline constexpr bool hasNil<std::optional<T>> = true;
 template <class R>
 using OrNil = std::conditional_t<hasNil<R>, R, std::optional<R>>;
 
-}  // namespace internal
-
 /// What map() yields for a block of type F.
 template <class F>
-using Mapped = internal::OrNil<std::remove_cvref_t<decltype(internal::callWithObject(
-    std::declval<std::remove_reference_t<F>&>(), std::declval<const id&>()))>>;
+using Mapped =
+    OrNil<decltype(callWithObject(std::declval<std::remove_reference_t<F>&>(), std::declval<const id&>()))>;
+
+}  // namespace internal
 
 /// Calls the block with the object.
 template <class F>
@@ -75,8 +76,8 @@ void unwrap(Receiver self, F&& block) {
 
 /// The block's result.
 template <class F>
-Mapped<F> map(Receiver self, F&& block) {
-    return self ? Mapped<F>(internal::callWithObject(block, self.ref())) : Mapped<F>();
+internal::Mapped<F> map(Receiver self, F&& block) {
+    return self ? internal::Mapped<F>(internal::callWithObject(block, self.ref())) : internal::Mapped<F>();
 }
 
 /// The object if it is an instance of the class or of a subclass, otherwise nil: what it answers to
@@ -98,7 +99,7 @@ void unwrapAsBlock(Receiver self, const Class& cls, F&& block) {
 
 /// The block's result with what unwrapAs() gives, nil when that is nil.
 template <class F>
-Mapped<F> unwrapAsMap(Receiver self, const Class& cls, F&& block) {
+internal::Mapped<F> unwrapAsMap(Receiver self, const Class& cls, F&& block) {
     return map(unwrapAs(self, cls), block);
 }
 
