@@ -7,6 +7,7 @@
 #include "Platform/Foundation/NSArray.h"
 #include "Platform/Runtime/ClassBuilder.h"
 #include "Platform/Runtime/NSInvocation.h"
+#include "QZUtils/Diagnostics/Log.h"
 #include "QZUtils/Forwarding/QZWeakReference.h"
 
 namespace qz {
@@ -118,17 +119,22 @@ Ref<NSMethodSignature> QZForwarder::methodSignatureForSelector(Selector selector
 
 void QZForwarder::forwardInvocation(NSInvocation& invocation) {
     const auto alive = weak_from_this().lock();
+    bool received = false;
     std::exception_ptr thrown;
     enumerate([&](const Ref<Object>& recipient, std::size_t, bool*) {
         if (!recipient->respondsToSelector(invocation.selector())) {
             return;
         }
+        received = true;
         try {
             invocation.invokeWithTarget(recipient);
         } catch (...) {
             thrown = thrown ? thrown : std::current_exception();
         }
     });
+    if (!received && recipients_->count() > 0) {
+        logWarning("Forwarder: unknown message received: %@.", invocation.selector().name());
+    }
     if (thrown) {
         std::rethrow_exception(thrown);
     }

@@ -12,6 +12,7 @@
 #include "Platform/Runtime/Send.h"
 #include "QZUtils/Forwarding/QZForwarder.h"
 #include "QZUtils/Forwarding/QZWeakReference.h"
+#include "Siblings/QZLog.h"
 
 namespace qz::test {
 
@@ -184,11 +185,21 @@ TEST_F(Forwarder, PassesForADelegateOfEveryKind) {
 
 TEST_F(Forwarder, SwallowsWhatNobodyUnderstands) {
     const auto empty = QZForwarder::initWithRecipients(nullptr);
-    for (const auto& receiver : {forwarder, empty}) {
+    const auto deserted = QZForwarder::initWithRecipients(make<Page>());
+    const auto& log = QZLog::sharedLog()->ddSyncLog();
+    const auto sink = log->addSink([](const LogMessage& line) {
+        EXPECT_EQ(line.flag, LogFlag::Warning);
+        seen.emplace_back(line.text);
+    });
+    for (const auto& receiver : {forwarder, empty, deserted}) {
         EXPECT_EQ(receiver->methodSignatureForSelector("fold:into:"_sel)->types(), "v@:");
         EXPECT_EQ(send<std::string>(receiver, "fold:into:"_sel, std::vector<int>{1}, "x"), "");
         EXPECT_EQ(send<Ref<Page>>(receiver, "page"_sel), nullptr);
     }
+    log->removeSink(sink);
+    // Who has no recipients, or none any more, says nothing.
+    EXPECT_THAT(seen, ElementsAre("Forwarder: unknown message received: fold:into:.",
+                                  "Forwarder: unknown message received: page."));
 }
 
 class NamedReference : public QZWeakReference {
