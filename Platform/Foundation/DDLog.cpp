@@ -152,8 +152,9 @@ void DDLog::Background::finish() {
         return;
     }
     { const std::unique_lock untilPosted(posting); }
+    // The pool's destructor lets the thread work off the queue and joins it; then nobody uses the logger.
+    pool.reset();
     logger.reset();
-    pool.reset();  // its destructor lets the thread work off the queue and joins it
 }
 
 void DDLog::Background::abandon() {
