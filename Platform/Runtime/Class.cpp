@@ -27,9 +27,17 @@ Runtime& runtime() {
     return instance;
 }
 
-/// The classes of C++ types, in the order in which their object files were loaded. Guarded by nothing: it
-/// only grows, at load time.
+/// The classes of C++ types and the categories on them, the last one loaded first. Guarded by nothing: the
+/// lists only grow, at load time.
 constinit std::atomic<internal::ClassNode*> linkedClasses{nullptr};
+constinit std::atomic<internal::CategoryNode*> linkedCategories{nullptr};
+
+template <class Node>
+void link(std::atomic<Node*>& list, Node& node) noexcept {
+    node.next = list.load(std::memory_order_relaxed);
+    while (!list.compare_exchange_weak(node.next, &node, std::memory_order_release)) {
+    }
+}
 
 template <class Predicate>
 internal::ClassNode* findLinked(Predicate predicate) {
@@ -49,10 +57,22 @@ internal::ClassNode* findLinked(Predicate predicate) {
 namespace internal {
 
 bool linkClass(ClassNode& node) noexcept {
-    node.next = linkedClasses.load(std::memory_order_relaxed);
-    while (!linkedClasses.compare_exchange_weak(node.next, &node, std::memory_order_release)) {
-    }
+    link(linkedClasses, node);
     return true;
+}
+
+bool linkCategory(CategoryNode& node) noexcept {
+    link(linkedCategories, node);
+    return true;
+}
+
+void defineCategories(const ClassNode& node, void* builder) {
+    for (auto* category = linkedCategories.load(std::memory_order_acquire); category;
+         category = category->next) {
+        if (category->cls == node.cls) {
+            category->define(builder);
+        }
+    }
 }
 
 MethodTable::MethodTable(std::size_t size) : mask(size - 1), slots(new std::atomic<const Method*>[size]()) {}

@@ -46,6 +46,15 @@ struct ClassNode {
 };
 QZ_EXPORT bool linkClass(ClassNode& node) noexcept;
 
+/// Links what a category adds to a C++ class into the list that is read when that class is made.
+struct CategoryNode {
+    Class& (*cls)();
+    void (*define)(void* builder);  // the ClassBuilder of the class's C++ type
+    CategoryNode* next = nullptr;
+};
+QZ_EXPORT bool linkCategory(CategoryNode& node) noexcept;
+QZ_EXPORT void defineCategories(const ClassNode& node, void* builder);
+
 /// A lock-free table from selector to method. A slot goes from null to a method once; a flush makes it null
 /// again.
 struct MethodTable {

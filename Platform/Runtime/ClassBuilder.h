@@ -9,6 +9,16 @@
 //
 // The body runs once, when the class is first used. It may name private members. It must not use the class
 // itself (its cls(), its objects), only the builder.
+//
+// A category adds operations to a class that is defined elsewhere, as if its body stood at the end of the
+// class's own:
+//
+//     QZ_DEFINE_CATEGORY(NSNumber, Map, cls) {
+//         cls.method("unwrapAs:", [](NSNumber& self, const Class& wanted) -> id { … });
+//     }
+//
+// It must be loaded before the class is first used, so it belongs into a program or a library that it is
+// linked with; a plug-in calls Class::addMethod().
 #pragma once
 
 #include <cctype>
@@ -128,6 +138,7 @@ public:
         }
         ClassBuilder builder(ClassRealizer::allocate(node, superclass, sizeof(T), factory));
         T::defineClass(builder);
+        internal::defineCategories(node, &builder);
         ClassRealizer::publish(builder.cls_);
         return builder.cls_;
     }
@@ -163,5 +174,16 @@ private:
         return instance;                                                              \
     }                                                                                 \
     void Type::defineClass([[maybe_unused]] ::qz::ClassBuilder<Type>& builder)
+
+/// Defines what a category adds to the class of a C++ type. Stands at namespace scope in a source file. An
+/// operation that the class or another category of it has already is an error that cls() raises.
+#define QZ_DEFINE_CATEGORY(Type, Category, builder)                                                       \
+    static void define##Type##Category(::qz::ClassBuilder<Type>& builder);                                \
+    static constinit ::qz::internal::CategoryNode node##Type##Category{                                   \
+        &Type::cls,                                                                                       \
+        [](void* untyped) { define##Type##Category(*static_cast<::qz::ClassBuilder<Type>*>(untyped)); }}; \
+    [[maybe_unused]] static const bool linked##Type##Category =                                           \
+        ::qz::internal::linkCategory(node##Type##Category);                                               \
+    static void define##Type##Category([[maybe_unused]] ::qz::ClassBuilder<Type>& builder)
 
 }  // namespace qz

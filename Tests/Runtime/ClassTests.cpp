@@ -41,6 +41,27 @@ QZ_DEFINE_CLASS(LoudLabel, cls) {
     });
 }
 
+QZ_DEFINE_CATEGORY(Label, Printing, cls) {
+    cls.method("print", [](Label& self) { return "printed " + self.description(); });
+}
+QZ_DEFINE_CATEGORY(LoudLabel, Printing, cls) {
+    cls.method("print",
+               [](LoudLabel& self) { return sendSuper<std::string>(self, Label::cls(), "print"_sel) + "!"; });
+}
+
+/// A category that takes a name of the class itself, which cannot say which of the two is meant.
+class Contested : public NSObject {
+    QZ_OBJECT(Contested, NSObject)
+protected:
+    Contested() = default;
+};
+QZ_DEFINE_CLASS(Contested, cls) {
+    cls.method("print", [](Contested&) {});
+}
+QZ_DEFINE_CATEGORY(Contested, Printing, cls) {
+    cls.method("print", [](Contested&) {});
+}
+
 class WideLabel : public Label {
     QZ_OBJECT(WideLabel, Label)
 protected:
@@ -136,6 +157,13 @@ TEST(Classes, MethodsBelongToTheClassTheyWereAddedTo) {
     EXPECT_TRUE(
         NSArray::cls().addClassMethod("shelfCount"_sel, [](Class& cls) { return cls.name().size(); }));
     EXPECT_EQ(send<std::size_t>(NSMutableArray::cls(), "shelfCount"_sel), 14U);
+}
+
+TEST(Classes, CategoriesBelongToTheClassFromItsFirstUse) {
+    EXPECT_TRUE(Label::cls().hasOwnMethod("print"_sel));
+    EXPECT_EQ(send<std::string>(make<Label>(), "print"_sel), "printed label");
+    EXPECT_EQ(send<std::string>(make<LoudLabel>(), "print"_sel), "printed LOUD label!");
+    EXPECT_THROW(static_cast<void>(Contested::cls()), NSException);
 }
 
 TEST(InstanceVariables, AreZeroedAndStayInPlace) {
