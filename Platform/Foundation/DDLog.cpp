@@ -113,7 +113,8 @@ bool DDLog::Background::post(std::string_view line) {
         if (!closing) {
             ++posted;
             try {
-                logger->log(spdlog::level::info, spdlog::string_view_t(line.data(), line.size()));
+                // The line carries its own time; spdlog need not ask the clock.
+                logger->log({}, {}, spdlog::level::info, spdlog::string_view_t(line.data(), line.size()));
             } catch (...) {
                 countDelivered();  // it never will be
                 throw;
@@ -152,9 +153,8 @@ void DDLog::Background::finish() {
         return;
     }
     { const std::unique_lock untilPosted(posting); }
-    // The pool's destructor lets the thread work off the queue and joins it; then nobody uses the logger.
-    pool.reset();
-    logger.reset();
+    pool.reset();    // its destructor lets the thread work off the queue and joins it
+    logger.reset();  // after the thread, which has held it too
 }
 
 void DDLog::Background::abandon() {

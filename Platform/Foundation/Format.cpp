@@ -408,14 +408,13 @@ private:
         } else if (isSigned && !wantsSign && value.unitSize() <= sizeof(int)) {
             bits = static_cast<std::uint32_t>(bits);  // what C makes of a negative int
         }
-        if (wantsSign && !isSigned && !wanted.narrowTo) {
-            // An unsigned number keeps its value: only its look is that of %d.
-            const char* sign = wanted.plus ? "+" : wanted.blank ? " " : "";
-            if (bits > INT64_MAX) {
-                return pad(wanted, sign + shortest(bits));
-            }
+        if (wantsSign && !isSigned && !wanted.narrowTo && bits > INT64_MAX) {
+            std::string digits = wanted.plus ? "+" : wanted.blank ? " " : "";
+            return pad(wanted, digits.append(shortest(bits)));  // an unsigned number keeps its value
         }
-        if (wantsSign) {
+        if (isPlain(wanted) && (wantsSign || wanted.type == 'u')) {
+            result_ += wantsSign ? shortest(static_cast<std::int64_t>(bits)) : shortest(bits);
+        } else if (wantsSign) {
             printChecked(wanted, PRIdMAX, static_cast<std::intmax_t>(bits));
         } else {
             wanted.plus = wanted.blank = false;
@@ -425,6 +424,10 @@ private:
                                                     : PRIuMAX;
             printChecked(wanted, type, static_cast<std::uintmax_t>(bits));
         }
+    }
+
+    static bool isPlain(const Conversion& wanted) {
+        return !wanted.plus && !wanted.blank && !wanted.alternative && !wanted.precision && wanted.width == 0;
     }
 
     static std::uint64_t narrow(std::uint64_t bits, int size, bool wantsSign) {

@@ -174,8 +174,8 @@ bool Logger::waitUntilDelivered(const std::stop_token&) {
 
 void Logger::deliver(const LogMessage& message, bool nested) {
     Delivery delivery{nested, {}};
-    std::shared_ptr<const Sinks>
-        sinks;  // released without a lock: a host's sink may log when it is destroyed
+    // Released without the lock: a host's sink may log when it is destroyed.
+    std::shared_ptr<const Sinks> sinks;
     {
         const std::lock_guard lock(deliveryMutex_);
         {

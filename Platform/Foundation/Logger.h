@@ -139,10 +139,6 @@ public:
     void setLevel(LogLevel level);
     [[nodiscard]] LogLevel level() const;
 
-    /// Holds back deliveries from before to after a fork, so that the child inherits no half delivery.
-    void lockForFork();
-    void unlockAfterFork();
-
 protected:
     /// `enabled` is where the logger publishes what isEnabled() reads: a static of its class, so that it can
     /// be asked without making the logger.
@@ -156,6 +152,10 @@ protected:
 
     /// Calls the sinks, then submits what they logged.
     void deliver(const LogMessage& message, bool nested);
+
+    /// Hold back deliveries from before to after a fork, so that the child inherits no half one.
+    void lockForFork();
+    void unlockAfterFork();
 
 private:
     struct Sink;

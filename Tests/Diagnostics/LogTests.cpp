@@ -53,6 +53,15 @@ QZ_DEFINE_CLASS(Described, cls) {
     });
 }
 
+class Speechless : public NSObject {
+    QZ_OBJECT(Speechless, NSObject)
+protected:
+    Speechless() = default;
+};
+QZ_DEFINE_CLASS(Speechless, cls) {
+    cls.method("description", [](const Speechless&) -> std::string { throw std::runtime_error("no words"); });
+}
+
 TEST_F(Logging, WritesTheSameLineToBothLoggers) {
     Recorder first(asynchronous());
     Recorder second(synchronous());
@@ -177,11 +186,7 @@ TEST_F(Logging, UnwantedLinesAreNotFormattedAndWantedOnesOnce) {
 
 TEST_F(Logging, ADescriptionThatRaisesDoesNotEscape) {
     Recorder recorder(synchronous());
-    const auto object = make<Described>();
-    auto& cls = Class::allocate(Described::cls(), "RaisingDescribed");
-    cls.addMethod("description"_sel, [](Described&) -> std::string { throw std::runtime_error("no words"); });
-    cls.registerClass();
-    setClass(*object, cls);
+    const auto object = make<Speechless>();
     logError("object: %@", object);
     EXPECT_THAT(recorder.texts(), ElementsAre("object: %@ (cannot be formatted: no words)"));
 }
@@ -351,7 +356,7 @@ TEST(LoggingDeathTest, PendingLinesAreWrittenAtExit) {
         },
         testing::ExitedWithCode(0),
         AllOf(HasSubstr("printed error"), HasSubstr("printed warning"), HasSubstr("at the very end"),
-              testing::Not(HasSubstr("unwanted")), testing::Not(HasSubstr("999"))));
+              testing::Not(HasSubstr(" info "))));
     std::ifstream stream(path);
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);) {
@@ -366,7 +371,7 @@ TEST(LoggingDeathTest, PendingLinesAreWrittenAtExit) {
 TEST(LoggingDeathTest, AForkedChildLogsAndExits) {
     GTEST_FLAG_SET(death_test_style, "fast");
     asynchronous()->setConsoleLevel(LogLevel::Info);
-    logVerbose("starts the thread");
+    logInfo("starts the thread");
     EXPECT_EXIT(
         {
             logInfo("from the child");
