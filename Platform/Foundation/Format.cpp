@@ -1,10 +1,9 @@
 #include "Platform/Foundation/Format.h"
 
-#include <locale.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cinttypes>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

@@ -98,7 +98,7 @@ Ref<NSMutableDictionary> NSMutableDictionary::dictionary(std::initializer_list<E
 }
 
 void NSMutableDictionary::setObjectForKey(id object, const id& forKey) {
-    set(std::move(forKey), std::move(object));
+    set(forKey, std::move(object));
 }
 
 void NSMutableDictionary::removeObjectForKey(const id& key) {
