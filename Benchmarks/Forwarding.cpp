@@ -63,7 +63,7 @@ BENCHMARK(overriddenSend);
 void overriddenSendThatCallsTheInherited(benchmark::State& state) {
     const auto listener = make<Listener>();
     overrideSelectorIpmlementationProvider(
-        listener, "add:"_sel, "Wrapping", [](Selector, Implementation inherited) -> Implementation {
+        listener, "add:"_sel, "Wrapping", [](Selector, const Implementation& inherited) -> Implementation {
             return [inherited](Listener& self, int amount) { return inherited.call<int>(self, amount); };
         });
     sendRepeatedly(state, listener);

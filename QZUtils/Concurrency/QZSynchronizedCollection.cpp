@@ -12,8 +12,4 @@ QZ_DEFINE_CLASS(QZSynchronizedCollection, cls) {
 QZSynchronizedCollection::QZSynchronizedCollection(Text label)
     : synchronizer_(ConcurrentSynchronizer::initWithLabel(label.valueOr("QZSynchronizedCollection"))) {}
 
-Ref<QZSynchronizedCollection> QZSynchronizedCollection::initWithLabel(Text label) {
-    return make<QZSynchronizedCollection>(label);
-}
-
 }  // namespace qz

@@ -21,7 +21,10 @@ class QZ_EXPORT QZSynchronizedCollection : public NSProxy {
     QZ_OBJECT(QZSynchronizedCollection, NSProxy)
 public:
     /// A nil label makes the queue's label "QZSynchronizedCollection"; an empty one stays empty.
-    [[nodiscard]] static Ref<QZSynchronizedCollection> initWithLabel(Text label);
+    template <class Self = QZSynchronizedCollection>
+    [[nodiscard]] static Ref<Self> initWithLabel(Text label) {
+        return make<Self>(label);
+    }
 
     /// Plain, unsynchronised access to the field: replace it only while no other thread uses the collection.
     [[nodiscard]] const Ref<ConcurrentSynchronizer>& synchronizer() const noexcept { return synchronizer_; }

@@ -17,12 +17,6 @@ QZ_DEFINE_CLASS(QZSynchronizedMapTable, cls) {
     cls.method("setObject:forKeyedSubscript:", &Self::setObjectForKey);
 }
 
-Ref<QZSynchronizedMapTable> QZSynchronizedMapTable::initWithKeyOptions(NSPointerFunctionsOptions keys,
-                                                                       NSPointerFunctionsOptions valueOptions,
-                                                                       Text label) {
-    return make<QZSynchronizedMapTable>(keys, valueOptions, label);
-}
-
 template <class F>
 void QZSynchronizedMapTable::write(F&& block) {
     synchronizer()->barrierAsync(

@@ -15,8 +15,11 @@ class QZ_EXPORT QZSynchronizedMapTable : public QZSynchronizedCollection {
 public:
     /// Empty; the options say how keys and values are held (NSMapTable.h, which raises for unknown words).
     /// The label is as for QZSynchronizedCollection.
-    [[nodiscard]] static Ref<QZSynchronizedMapTable> initWithKeyOptions(
-        NSPointerFunctionsOptions keys, NSPointerFunctionsOptions valueOptions, Text label);
+    template <class Self = QZSynchronizedMapTable>
+    [[nodiscard]] static Ref<Self> initWithKeyOptions(NSPointerFunctionsOptions keys,
+                                                      NSPointerFunctionsOptions valueOptions, Text label) {
+        return make<Self>(keys, valueOptions, label);
+    }
 
     /// Plain, unsynchronised access to the field: the table itself is not protected, and is replaced only
     /// while no other thread uses the collection.

@@ -21,10 +21,6 @@ QZ_DEFINE_CLASS(QZSynchronizedMutableArray, cls) {
     cls.method("setObject:atIndexedSubscript:", &Self::setObjectAtIndex);
 }
 
-Ref<QZSynchronizedMutableArray> QZSynchronizedMutableArray::initWithLabel(Text label) {
-    return make<QZSynchronizedMutableArray>(label);
-}
-
 template <class F>
 auto QZSynchronizedMutableArray::read(F&& block) const {
     return synchronizer()->sync([&] {

@@ -14,7 +14,10 @@ class QZ_EXPORT QZSynchronizedMutableArray : public QZSynchronizedCollection {
     QZ_OBJECT(QZSynchronizedMutableArray, QZSynchronizedCollection)
 public:
     /// Empty. The label is as for QZSynchronizedCollection.
-    [[nodiscard]] static Ref<QZSynchronizedMutableArray> initWithLabel(Text label);
+    template <class Self = QZSynchronizedMutableArray>
+    [[nodiscard]] static Ref<Self> initWithLabel(Text label) {
+        return make<Self>(label);
+    }
 
     /// Plain, unsynchronised access to the field: the array itself is not protected, and is replaced only
     /// while no other thread uses the collection.

@@ -27,19 +27,11 @@ std::string Synchronizer::labelOrDefault(Text label) {
 
 QZ_DEFINE_CLASS_NAMED(SerialSynchronizer, "QZUtils.SerialSynchronizer", cls) {}
 
-Ref<SerialSynchronizer> SerialSynchronizer::initWithLabel(Text label) {
-    return make<SerialSynchronizer>(label);
-}
-
 QZ_DEFINE_CLASS_NAMED(ConcurrentSynchronizer, "QZUtils.ConcurrentSynchronizer", cls) {
     cls.method("barrierSync:",
                [](ConcurrentSynchronizer& self, const Block& block) { self.barrierSync(block); });
     cls.method("barrierAsync:",
                [](ConcurrentSynchronizer& self, const Block& block) { self.barrierAsync(block); });
-}
-
-Ref<ConcurrentSynchronizer> ConcurrentSynchronizer::initWithLabel(Text label) {
-    return make<ConcurrentSynchronizer>(label);
 }
 
 }  // namespace qz

@@ -62,7 +62,10 @@ class QZ_EXPORT SerialSynchronizer : public Synchronizer {
     QZ_OBJECT(SerialSynchronizer, Synchronizer)
 public:
     /// A nil label makes the queue's label "QZUtils.Synchronizer"; an empty one stays empty.
-    [[nodiscard]] static Ref<SerialSynchronizer> initWithLabel(Text label);
+    template <class Self = SerialSynchronizer>
+    [[nodiscard]] static Ref<Self> initWithLabel(Text label) {
+        return make<Self>(label);
+    }
 
 protected:
     explicit SerialSynchronizer(Text label) : Synchronizer(DispatchQueue::serial(labelOrDefault(label))) {}
@@ -72,7 +75,10 @@ class QZ_EXPORT ConcurrentSynchronizer : public Synchronizer {
     QZ_OBJECT(ConcurrentSynchronizer, Synchronizer)
 public:
     /// As for SerialSynchronizer.
-    [[nodiscard]] static Ref<ConcurrentSynchronizer> initWithLabel(Text label);
+    template <class Self = ConcurrentSynchronizer>
+    [[nodiscard]] static Ref<Self> initWithLabel(Text label) {
+        return make<Self>(label);
+    }
 
     /// Waits until every block submitted before has finished, runs the block alone, and returns with its
     /// result.

@@ -21,7 +21,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 const Ref<Logger>& synchronous() {

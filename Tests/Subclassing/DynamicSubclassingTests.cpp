@@ -58,8 +58,8 @@ protected:
 };
 QZ_DEFINE_CLASS(BoxedLabel, cls) {}
 
-ImplementationProvider framing(std::string mark) {
-    return [mark](Selector, Implementation inherited) -> Implementation {
+ImplementationProvider framing(const std::string& mark) {
+    return [mark](Selector, const Implementation& inherited) -> Implementation {
         return [mark, inherited](Label& self) { return mark + inherited.call<std::string>(self) + mark; };
     };
 }
@@ -165,7 +165,7 @@ TEST(DynamicSubclassing, SetsInstanceVariablesUpOnce) {
 
 TEST(DynamicSubclassing, OverridesWhatIsInherited) {
     const auto label = make<SmallLabel>();
-    const auto doubling = [](Selector, Implementation inherited) -> Implementation {
+    const auto doubling = [](Selector, const Implementation& inherited) -> Implementation {
         return [inherited](Label& self, long size, float factor) {
             return 2 * inherited.call<double>(self, size, factor);
         };
