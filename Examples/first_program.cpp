@@ -1,9 +1,15 @@
-// Prints the version of the library it runs with.
 #include <QZUtils/QZUtils.h>
 
 #include <iostream>
 
 int main() {
-    std::cout << "QZUtils " << qz::libraryVersion() << '\n';
-    return std::cout.flush() ? 0 : 1;
+    using namespace qz;
+    const auto registry = QZSynchronizedMapTable::initWithKeyOptions(
+        NSPointerFunctionsOptions::CopyIn, NSPointerFunctionsOptions::WeakMemory, "registry");
+    id issue = "Monday's issue";
+    (*registry)["/library/monday.zip"] = issue;
+    std::cout << registry->count() << " live entry\n";  // 1
+    issue = nullptr;                                    // nobody else holds it
+    std::cout << registry->count() << " left\n";        // 0
+    logWarning("closing %@ after %d issues", "the shelf", 1);
 }
