@@ -89,7 +89,7 @@ void describe(std::string& text, const id& value, int depth) {
 
 std::string describeContainer(const Object& container) {
     std::string text;
-    describe(text, id(const_cast<Object&>(container).ref()), 0);
+    describe(text, id(refTo(container)), 0);
     return text;
 }
 

@@ -112,7 +112,11 @@ private:
     void setInteger(Kind kind, T value) noexcept {
         kind_ = kind;
         unitSize_ = sizeof(T);
-        integer_ = static_cast<std::uint64_t>(value);
+        if constexpr (std::is_signed_v<T>) {
+            integer_ = static_cast<std::uint64_t>(std::int64_t{value});  // the sign in all 64 bits
+        } else {
+            integer_ = value;
+        }
     }
     template <class T>
     void setPointer(const T& pointer);

@@ -43,10 +43,8 @@ std::size_t NSArray::indexOfObject(const id& object) const {
 }
 
 Ref<NSArray> NSArray::copy() const {
-    if (const auto* isMutable = dynamic_cast<const NSMutableArray*>(this); !isMutable) {
-        return std::static_pointer_cast<NSArray>(const_cast<NSArray*>(this)->ref());
-    }
-    return make<NSArray>(items_);
+    const bool isMutable = dynamic_cast<const NSMutableArray*>(this) != nullptr;
+    return !isMutable ? refTo(*this) : make<NSArray>(items_);
 }
 
 Ref<NSMutableArray> NSArray::mutableCopy() const {

@@ -103,9 +103,7 @@ Ref<Object> Boxing<NSData>::box(const NSData& data) {
 std::optional<NSData> Boxing<NSData>::unbox(const Object& object) {
     const auto* storage = dynamic_cast<const DataStorage*>(&object);
     // The buffer is immutable once it was filled, so sharing it with the box is safe.
-    return storage ? std::optional(NSData(
-                         std::static_pointer_cast<DataStorage>(const_cast<DataStorage*>(storage)->ref())))
-                   : std::nullopt;
+    return storage ? std::optional(NSData(refTo(*storage))) : std::nullopt;
 }
 
 }  // namespace qz

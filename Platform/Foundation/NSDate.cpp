@@ -33,10 +33,6 @@ std::string describe(const NSDate& date) {
     return text.data();
 }
 
-const Ref<NSDate>& sharedDate(Ref<NSDate>* date) {
-    return *date;
-}
-
 }  // namespace
 
 QZ_DEFINE_CLASS(NSDate, cls) {
@@ -66,12 +62,12 @@ Ref<NSDate> NSDate::dateWithTimePoint(TimePoint time) {
 }
 
 const Ref<NSDate>& NSDate::distantPast() {
-    static const auto& date = sharedDate(new Ref<NSDate>(make<NSDate>(-63113904000.0)));
+    static const auto& date = *new Ref<NSDate>(make<NSDate>(-63113904000.0));
     return date;
 }
 
 const Ref<NSDate>& NSDate::distantFuture() {
-    static const auto& date = sharedDate(new Ref<NSDate>(make<NSDate>(63113904000.0)));
+    static const auto& date = *new Ref<NSDate>(make<NSDate>(63113904000.0));
     return date;
 }
 

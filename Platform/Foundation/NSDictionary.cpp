@@ -70,10 +70,8 @@ Ref<NSArray> NSDictionary::allValues() const {
 }
 
 Ref<NSDictionary> NSDictionary::copy() const {
-    if (const auto* isMutable = dynamic_cast<const NSMutableDictionary*>(this); !isMutable) {
-        return std::static_pointer_cast<NSDictionary>(const_cast<NSDictionary*>(this)->ref());
-    }
-    return make<NSDictionary>(table_);
+    const bool isMutable = dynamic_cast<const NSMutableDictionary*>(this) != nullptr;
+    return !isMutable ? refTo(*this) : make<NSDictionary>(table_);
 }
 
 Ref<NSMutableDictionary> NSDictionary::mutableCopy() const {

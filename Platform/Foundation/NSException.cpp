@@ -59,9 +59,7 @@ Ref<Object> Boxing<NSException>::box(const NSException& exception) {
 
 std::optional<NSException> Boxing<NSException>::unbox(const Object& object) {
     const auto* storage = dynamic_cast<const ExceptionStorage*>(&object);
-    return storage ? std::optional(NSException(std::static_pointer_cast<ExceptionStorage>(
-                         const_cast<ExceptionStorage*>(storage)->ref())))
-                   : std::nullopt;
+    return storage ? std::optional(NSException(refTo(*storage))) : std::nullopt;
 }
 
 void raise(std::string_view name, const std::string& reason) {

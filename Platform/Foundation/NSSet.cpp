@@ -45,10 +45,8 @@ Ref<NSArray> NSSet::allObjects() const {
 }
 
 Ref<NSSet> NSSet::copy() const {
-    if (const auto* isMutable = dynamic_cast<const NSMutableSet*>(this); !isMutable) {
-        return std::static_pointer_cast<NSSet>(const_cast<NSSet*>(this)->ref());
-    }
-    return make<NSSet>(table_);
+    const bool isMutable = dynamic_cast<const NSMutableSet*>(this) != nullptr;
+    return !isMutable ? refTo(*this) : make<NSSet>(table_);
 }
 
 Ref<NSMutableSet> NSSet::mutableCopy() const {

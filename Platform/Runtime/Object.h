@@ -184,6 +184,12 @@ private:
     Object* object_ = nullptr;
 };
 
+/// A strong reference to an object that is at hand as const.
+template <class T>
+[[nodiscard]] Ref<T> refTo(const T& object) {
+    return std::static_pointer_cast<T>(const_cast<T&>(object).ref());
+}
+
 /// Nil-safe forms of the questions above.
 [[nodiscard]] QZ_EXPORT bool respondsToSelector(Receiver self, Selector selector);
 /// "(null)" for nil.

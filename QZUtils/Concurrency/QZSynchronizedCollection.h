@@ -10,12 +10,33 @@
 // waits for a barrier (Synchronizer.h).
 #pragma once
 
+#include <utility>
+
 #include "Platform/Export.h"
+#include "Platform/Runtime/Id.h"
 #include "Platform/Runtime/Object.h"
 #include "Platform/Runtime/Text.h"
 #include "QZUtils/Concurrency/Synchronizer.h"
 
 namespace qz {
+
+/// What `collection[key]` is: reads with one operation of the collection, and assigning to it calls another.
+template <class Collection, class Key, auto Read, auto Write>
+class SynchronizedSubscript {
+public:
+    SynchronizedSubscript(Collection& collection, Key key) noexcept
+        : collection_(collection), key_(std::move(key)) {}
+    operator id() const { return (collection_.*Read)(key_); }
+    SynchronizedSubscript& operator=(id object) {
+        (collection_.*Write)(std::move(object), key_);
+        return *this;
+    }
+    SynchronizedSubscript& operator=(const SynchronizedSubscript& other) { return *this = id(other); }
+
+private:
+    Collection& collection_;
+    Key key_;
+};
 
 class QZ_EXPORT QZSynchronizedCollection : public NSProxy {
     QZ_OBJECT(QZSynchronizedCollection, NSProxy)

@@ -38,22 +38,11 @@ public:
     void setObjectForKey(id object, id forKey);
     void removeObjectForKey(id key);
 
-    /// What `table[key]` is: reads as objectForKey(), and assigning to it is setObjectForKey().
-    class Subscript {
-    public:
-        Subscript(QZSynchronizedMapTable& table, id key) noexcept : table_(table), key_(std::move(key)) {}
-        operator id() const { return table_.objectForKey(key_); }
-        Subscript& operator=(id object) {
-            table_.setObjectForKey(std::move(object), key_);
-            return *this;
-        }
-        Subscript& operator=(const Subscript& other) { return *this = id(other); }
-
-    private:
-        QZSynchronizedMapTable& table_;
-        id key_;
-    };
-    [[nodiscard]] Subscript operator[](id key) noexcept { return {*this, std::move(key)}; }
+    /// `table[key]` reads as objectForKey(), and assigning to it is setObjectForKey().
+    [[nodiscard]] auto operator[](id key) noexcept {
+        return SynchronizedSubscript<QZSynchronizedMapTable, id, &QZSynchronizedMapTable::objectForKey,
+                                     &QZSynchronizedMapTable::setObjectForKey>(*this, std::move(key));
+    }
 
 protected:
     QZSynchronizedMapTable(NSPointerFunctionsOptions keys, NSPointerFunctionsOptions values, Text label)

@@ -44,24 +44,12 @@ public:
     /// Removes every equal element.
     void removeObject(id object);
 
-    /// What `array[index]` is: reads as objectAtIndex(), and assigning to it inserts, as setObjectAtIndex()
-    /// does.
-    class Subscript {
-    public:
-        Subscript(QZSynchronizedMutableArray& array, std::size_t index) noexcept
-            : array_(array), index_(index) {}
-        operator id() const { return array_.objectAtIndex(index_); }
-        Subscript& operator=(id object) {
-            array_.setObjectAtIndex(std::move(object), index_);
-            return *this;
-        }
-        Subscript& operator=(const Subscript& other) { return *this = id(other); }
-
-    private:
-        QZSynchronizedMutableArray& array_;
-        std::size_t index_;
-    };
-    [[nodiscard]] Subscript operator[](std::size_t index) noexcept { return {*this, index}; }
+    /// `array[index]` reads as objectAtIndex(), and assigning to it inserts, as setObjectAtIndex() does.
+    [[nodiscard]] auto operator[](std::size_t index) noexcept {
+        return SynchronizedSubscript<QZSynchronizedMutableArray, std::size_t,
+                                     &QZSynchronizedMutableArray::objectAtIndex,
+                                     &QZSynchronizedMutableArray::setObjectAtIndex>(*this, index);
+    }
 
 protected:
     explicit QZSynchronizedMutableArray(Text label)
