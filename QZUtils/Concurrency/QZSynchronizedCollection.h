@@ -31,7 +31,10 @@ public:
         (collection_.*Write)(std::move(object), key_);
         return *this;
     }
-    SynchronizedSubscript& operator=(const SynchronizedSubscript& other) { return *this = id(other); }
+    SynchronizedSubscript& operator=(const SynchronizedSubscript& other) {
+        *this = id(other);
+        return *this;
+    }
 
 private:
     Collection& collection_;
