@@ -2,6 +2,11 @@
 // that facility's own header instead and compiles faster.
 #pragma once
 
+#include "QZUtils/Concurrency/QZBlockHandler.h"
+#include "QZUtils/Concurrency/QZBlockHandlersQueue.h"
+#include "QZUtils/Concurrency/QZConcurrentOperation.h"
+#include "QZUtils/Concurrency/QZDebouncer.h"
+#include "QZUtils/Concurrency/QZLIFOOperationQueue.h"
 #include "QZUtils/Concurrency/QZSynchronizedCollection.h"
 #include "QZUtils/Concurrency/QZSynchronizedMapTable.h"
 #include "QZUtils/Concurrency/QZSynchronizedMutableArray.h"
@@ -13,6 +18,7 @@
 #include "QZUtils/Extensions/NSLocking/NSLocking+DoAction.h"
 #include "QZUtils/Extensions/NSNumber/NSNumber+Map.h"
 #include "QZUtils/Extensions/NSObject/NSObject+KVO.h"
+#include "QZUtils/Extensions/NSObject/NSObject+PerformSelector.h"
 #include "QZUtils/Extensions/NSObject/NSObject+QZDynamicSubclassing.h"
 #include "QZUtils/Extensions/NSObject/NSObject+Unwrap.h"
 #include "QZUtils/Forwarding/QZForwarder.h"
