@@ -51,7 +51,7 @@ QZ_DEFINE_CLASS(Gated, cls) {}
 /// A queue that does nothing before it is resumed, and then one thing at a time.
 template <class Queue = NSOperationQueue>
 Ref<Queue> pausedQueue() {
-    const auto queue = Queue::template init<Queue>();
+    auto queue = Queue::template init<Queue>();
     queue->setMaxConcurrentOperationCount(1);
     queue->setSuspended(true);
     return queue;
