@@ -78,8 +78,7 @@ public:
     MethodSide();
     ~MethodSide();
 
-    /// The method that a message runs; null when there is none. `superclassSide` continues an unsuccessful
-    /// search.
+    /// The method that a message runs, a superclass's if need be; null when there is none.
     [[nodiscard]] const Method* lookUp(Selector selector) {
         if (const auto* cached = table_.load(std::memory_order_acquire)->find(selector)) [[likely]] {
             return cached->body ? cached : nullptr;
@@ -188,7 +187,6 @@ private:
         std::string name;
         std::size_t offset;
     };
-    struct Locked;  // how the class's tables are reached with the lock held
 
     Class(Class* superclass, std::string name);
     bool addMethod(internal::MethodSide& side, Selector selector, const Implementation& implementation,
