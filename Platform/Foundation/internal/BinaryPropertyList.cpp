@@ -134,8 +134,10 @@ private:
                     fail("a reference number is too wide");
                 }
                 return PropertyListUID::uidWithValue(number(offset, low + 1));
-            default:
-                return readCounted(type, offset, count(offset, low));
+            default: {
+                const auto size = count(offset, low);  // moves the offset
+                return readCounted(type, offset, size);
+            }
         }
     }
 
