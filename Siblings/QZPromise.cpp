@@ -91,7 +91,7 @@ private:
 
 Ref<QZPromise> QZPromise::promiseWithIdRun(std::string_view identifier,
                                            const std::function<void(const Resolver&)>& body) {
-    const auto promise = make<QZPromise>(identifier);
+    auto promise = make<QZPromise>(identifier);
     const auto completion = std::make_shared<Completion>(promise);
     try {
         body([completion](bool fulfilled, const id& value, const Ref<NSError>& error) {
@@ -104,13 +104,13 @@ Ref<QZPromise> QZPromise::promiseWithIdRun(std::string_view identifier,
 }
 
 Ref<QZPromise> QZPromise::resolved(const id& value) {
-    const auto promise = make<QZPromise>("resolved");
+    auto promise = make<QZPromise>("resolved");
     promise->settle(State::Fulfilled, value, nullptr);
     return promise;
 }
 
 Ref<QZPromise> QZPromise::rejected(const Ref<NSError>& error) {
-    const auto promise = make<QZPromise>("rejected");
+    auto promise = make<QZPromise>("rejected");
     promise->settle(State::Rejected, nullptr, error);
     return promise;
 }
@@ -190,7 +190,7 @@ void QZPromise::rejectWithCurrentException() {
 
 Ref<QZPromise> QZPromise::chain(const std::optional<DispatchQueue>& queue, Block<const id&> then,
                                 Block<const Ref<NSError>&> recover) {
-    const auto next = make<QZPromise>(identifier_);
+    auto next = make<QZPromise>(identifier_);
     const auto completion = std::make_shared<Completion>(next);
     observe(queue,
             [completion, then = std::move(then), recover = std::move(recover)](const Ref<QZPromise>& self) {

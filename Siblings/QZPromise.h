@@ -183,9 +183,9 @@ struct QZ_EXPORT QZPromiseCoroutine {
     QZPromiseCoroutine(const QZPromiseCoroutine&) = delete;
     QZPromiseCoroutine& operator=(const QZPromiseCoroutine&) = delete;
     ~QZPromiseCoroutine();
-    [[nodiscard]] const Ref<QZPromise>& get_return_object() const noexcept { return promise_; }
-    [[nodiscard]] static std::suspend_never initial_suspend() noexcept { return {}; }
-    [[nodiscard]] static std::suspend_never final_suspend() noexcept { return {}; }
+    [[nodiscard]] Ref<QZPromise> get_return_object() const noexcept { return promise_; }
+    [[nodiscard]] std::suspend_never initial_suspend() const noexcept { return {}; }
+    [[nodiscard]] std::suspend_never final_suspend() const noexcept { return {}; }
     void return_value(const id& value) const { promise_->settleWith(value); }
     void unhandled_exception() const { promise_->rejectWithCurrentException(); }
 

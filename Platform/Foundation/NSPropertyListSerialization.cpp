@@ -149,7 +149,7 @@ id NSPropertyListSerialization::propertyListWithData(const NSData& data, NSPrope
                                                      NSPropertyListFormat* format, Ref<NSError>* error) {
     try {
         const auto found = formatOf(data.text());
-        const auto list = read(data.text(), found, internal::ContainerMaker(options));
+        auto list = read(data.text(), found, internal::ContainerMaker(options));
         if (format) {
             *format = found;
         }

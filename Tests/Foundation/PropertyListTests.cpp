@@ -16,14 +16,14 @@
 
 namespace qz::test {
 
-using testing::HasSubstr;
+using namespace std::string_literals;
 using Format = NSPropertyListFormat;
 using Options = NSPropertyListReadOptions;
 
 id read(std::string_view bytes, Options options = Options::Immutable, Format* format = nullptr) {
     Ref<NSError> error;
-    const auto list = NSPropertyListSerialization::propertyListWithData(NSData::dataWithText(bytes), options,
-                                                                        format, &error);
+    auto list = NSPropertyListSerialization::propertyListWithData(NSData::dataWithText(bytes), options,
+                                                                  format, &error);
     EXPECT_EQ(list == nullptr, error != nullptr);
     EXPECT_TRUE(!error || (error->domain() == NSCocoaErrorDomain && error->code() == 3840));
     return list;
@@ -160,8 +160,8 @@ TEST(PropertyList, RefusesHostileBytes) {
     const std::pair<const char*, std::string> cases[] = {
         {"nothing", ""},
         {"signature alone", "bplist00"},
-        {"contains itself", binary({"\xA1\0"})},
-        {"contains itself further down", binary({"\xA1\1", "\xA1\0"})},
+        {"contains itself", binary({"\xA1"s + '\0'})},
+        {"contains itself further down", binary({"\xA1\1", "\xA1"s + '\0'})},
         {"endless to walk", binary(laughs)},
         {"reference beyond the table", binary({"\xA1\7"})},
         {"count beyond the file", binary({"\x4F\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"})},

@@ -94,7 +94,7 @@ TEST(NotificationCenter, MayBeChangedDuringADelivery) {
     Notes notes;
     id first;
     id second;
-    const auto add = [&](const char* who, std::function<void()> then) {
+    const auto add = [&](const char* who, const std::function<void()>& then) {
         return center->addObserverForName("A", nullptr, nullptr, [&notes, who, then](const auto&) {
             notes.emplace_back(who);
             then();

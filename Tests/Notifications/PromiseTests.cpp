@@ -69,13 +69,13 @@ TEST(Promise, ChainsPassValuesAndErrors) {
         {[] { throw std::runtime_error("reason"); }, std::string(QZPromiseErrorDomain), 1},
         {[] { throw 5; }, std::string(QZPromiseErrorDomain), 1},
     };
-    for (const auto& [thrower, domain, code] : cases) {
-        const auto chained = QZPromise::resolved(1)->then([&](const id&) { thrower(); });
-        const auto body = QZPromise::promiseWithIdRun("body", [&](const Resolver&) { thrower(); });
+    for (const auto& test : cases) {
+        const auto chained = QZPromise::resolved(1)->then([&](const id&) { test.thrower(); });
+        const auto body = QZPromise::promiseWithIdRun("body", [&](const Resolver&) { test.thrower(); });
         for (const auto& promise : {chained, body}) {
             ASSERT_TRUE(promise->error());
-            EXPECT_EQ(promise->error()->domain(), domain);
-            EXPECT_EQ(promise->error()->code(), code);
+            EXPECT_EQ(promise->error()->domain(), test.domain);
+            EXPECT_EQ(promise->error()->code(), test.code);
         }
     }
 }

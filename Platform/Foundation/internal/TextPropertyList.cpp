@@ -121,7 +121,7 @@ private:
 
     /// The entries from a first key on, up to the brace or to the end of the text.
     Ref<NSMutableDictionary> entries(std::string key, bool hasBrace) {
-        const auto list = NSMutableDictionary::dictionary();
+        auto list = NSMutableDictionary::dictionary();
         for (;;) {
             // A key alone stands for itself.
             const auto object = accept('=') ? value() : id(key);

@@ -147,7 +147,7 @@ public:
                 fail("the document is empty");
             }
         }
-        const auto list = value();
+        auto list = value();
         // What follows has to be well-formed, and no second value.
         while (xmlTextReaderRead(reader_.get()) == 1) {
             if (xmlTextReaderNodeType(reader_.get()) == XML_READER_TYPE_ELEMENT) {
