@@ -13,6 +13,8 @@
 #include "QZUtils/Concurrency/Synchronizer.h"
 #include "QZUtils/Diagnostics/Log.h"
 #include "QZUtils/Diagnostics/QZExceptionUtil.h"
+#include "QZUtils/Download/QZDownload.h"
+#include "QZUtils/Download/QZDownloadDelegate.h"
 #include "QZUtils/Extensions/NSError/NSError+Initialization.h"
 #include "QZUtils/Extensions/NSError/NSError+InvalidParameter.h"
 #include "QZUtils/Extensions/NSLocking/NSLocking+DoAction.h"
