@@ -1,6 +1,7 @@
 # Build options and the flags that every target of this project shares.
 
 option(QZ_BUILD_TESTS "Build tests and examples" ${PROJECT_IS_TOP_LEVEL})
+option(QZ_BUILD_TOOLS "Build the program qz" ${PROJECT_IS_TOP_LEVEL})
 option(QZ_BUILD_BENCHMARKS "Build micro-benchmarks" OFF)
 option(QZ_BUILD_FUZZERS "Build libFuzzer targets (needs clang)" OFF)
 option(QZ_WARNINGS_AS_ERRORS "Treat warnings as errors" OFF)

@@ -1,0 +1,33 @@
+// What the commands of qz have in common.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace qz::tool {
+
+// Exit statuses.
+inline constexpr int success = 0;
+inline constexpr int failure = 1;
+inline constexpr int wrongUsage = 2;
+inline constexpr int interrupted = 130;
+
+/// Ends a command with a status and one line on standard error.
+class Failure : public std::runtime_error {
+public:
+    explicit Failure(const std::string& line, int status = failure)
+        : std::runtime_error(line), status_(status) {}
+    [[nodiscard]] int status() const noexcept { return status_; }
+
+private:
+    int status_;
+};
+
+// Each adds a command to the program. A command that was asked for runs when the command line was read.
+void addFetch(CLI::App& program);
+
+}  // namespace qz::tool

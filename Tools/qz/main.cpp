@@ -1,0 +1,33 @@
+// qz: the library's facilities on the command line.
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "Command.h"
+#include "Platform/Foundation/DDLog.h"
+#include "QZUtils/Version.h"
+
+int main(int argc, char** argv) {
+    CLI::App program("Toolbox of applications that read digital newspapers and magazines", "qz");
+    program.set_version_flag("--version", "qz " + std::string(qz::libraryVersion()));
+    program.require_subcommand(1);
+    // Errors are one line of the command's own; the log is for those who want to know how it came.
+    qz::DDLog::sharedInstance()->setConsoleLevel(qz::LogLevel::Off);
+    program.add_flag_callback(
+        "-v,--verbose", [] { qz::DDLog::sharedInstance()->setConsoleLevel(qz::LogLevel::Verbose); },
+        "Log what happens to standard error");
+    program.footer(
+        "Exit status: 0 success, 1 failure with one line on standard error, 2 wrong usage, 130 interrupted.");
+    qz::tool::addFetch(program);
+    try {
+        program.parse(argc, argv);
+        return qz::tool::success;
+    } catch (const CLI::ParseError& error) {
+        return program.exit(error) == 0 ? qz::tool::success : qz::tool::wrongUsage;
+    } catch (const qz::tool::Failure& failure) {
+        std::cerr << "qz: " << failure.what() << std::endl;
+        return failure.status();
+    } catch (const std::exception& error) {
+        std::cerr << "qz: " << error.what() << std::endl;
+        return qz::tool::failure;
+    }
+}
