@@ -93,7 +93,6 @@ void QZDownload::tryURLs() {
         const auto index = currentIndex();
         Ref<NSError> error;
         if (getFileFromUrl(urls[static_cast<std::size_t>(index)], &error)) {
-            setActive(session() != nullptr);
             if (isCancelled()) {
                 cancel();  // came while there was no session to cancel
             }
@@ -121,7 +120,9 @@ void QZDownload::tryURLs() {
 void QZDownload::finishWithCompleteFile() {
     if (fileLength() == unknownLength) {
         setFileLength(currentLength());
-        progress()->setTotalUnitCount(static_cast<std::int64_t>(fileLength()));
+        if (const auto progress = this->progress()) {
+            progress->setTotalUnitCount(static_cast<std::int64_t>(fileLength()));
+        }
     } else {
         setCurrentLength(fileLength());
         setCompletedUnitsCount(static_cast<std::int64_t>(currentLength()));
@@ -190,9 +191,10 @@ bool QZDownload::getFileFromUrl(const std::string& url, Ref<NSError>* error) {
         setSession(configuredSessionWithResumeData(*data, address));
     } else if (address) {
         setSession(configuredSessionWithURL(address));
+    } else {
+        // There is no session and the download waits; this is a success all the same, and callers rely on it.
+        setActive(false);
     }
-    // With neither, there is no session and the download waits; this is a success all the same, and callers
-    // rely on it.
     if (const auto progress = this->progress()) {
         progress->resume();
     }

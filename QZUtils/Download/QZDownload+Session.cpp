@@ -80,10 +80,9 @@ Ref<NSURLSession> QZDownload::configuredSessionWithResumeData(const NSData& resu
     const auto task = session->downloadTaskWithResumeData(data);
     aimRequest(*task, task->currentRequest(), URL, "currentRequest");
     aimRequest(*task, task->originalRequest(), URL, "originalRequest");
-    if (const auto request = task->currentRequest()) {
-        downloadLog.debug("Request to resume download with request: %@ with Headers:%@", request->URL(),
-                          request->allHTTPHeaderFields());
-    }
+    const auto request = task->currentRequest();
+    downloadLog.debug("Request to resume download with request: %@ with Headers:%@",
+                      request ? request->URL() : nullptr, request ? request->allHTTPHeaderFields() : nullptr);
     task->resume();
     return session;
 }
