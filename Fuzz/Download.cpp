@@ -4,16 +4,21 @@
 #include <cstdlib>
 
 #include "Platform/Foundation/NSURL.h"
-#include "Platform/Network/internal/ResumeRecord.h"
+#include "Platform/Network/NSURLRequest.h"
+#include "Platform/Network/NSURLSession.h"
+#include "Platform/Network/NSURLSessionTask.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto bytes = qz::NSData(std::as_bytes(std::span(data, size)));
-    if (const auto record = qz::internal::ResumeRecord::read(bytes)) {
-        const auto again = qz::internal::ResumeRecord::read(record->data());
-        if (record->isContinuable() && (!again || again->validator != record->validator)) {
+    const auto session = qz::NSURLSession::sessionWithConfiguration(nullptr, nullptr, nullptr);
+    if (const auto request = session->downloadTaskWithResumeData(bytes)->currentRequest()) {
+        // A condition goes into a header field as it is.
+        const auto condition = request->valueForHTTPHeaderField("If-Range").value_or("\"\"");
+        if (condition.size() < 2 || condition.find_first_of("\r\n") != std::string::npos) {
             std::abort();
         }
     }
+    qz::NSURLSession::discardResumeData(bytes);
     if (const auto url = qz::NSURL::URLWithString(bytes.text())) {
         const auto again = qz::NSURL::URLWithString(url->absoluteString());
         if (!again || again->path() != url->path() || again->host() != url->host()) {
