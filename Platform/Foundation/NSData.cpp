@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "Platform/Foundation/NSData+Files.h"
 #include "Platform/Runtime/ClassBuilder.h"
 
 namespace qz {
@@ -54,6 +55,10 @@ QZ_DEFINE_CLASS_NAMED(DataStorage, "NSData", cls) {
     cls.method("hash", [](const DataStorage& self) { return std::hash<std::string_view>()(textOf(self)); });
     cls.method("length", [](const DataStorage& self) { return self.size; });
     cls.method("copy", [](DataStorage& self) { return id(self.ref()); });
+    cls.method("writeToFile:atomically:",
+               [](const DataStorage& self, std::string_view path, bool atomically) {
+                   return writeToFile(*Boxing<NSData>::unbox(self), path, atomically, nullptr);
+               });
 }
 
 }  // namespace internal

@@ -44,6 +44,20 @@ int flushDirectory(const std::string& path) noexcept {
     return !directory || ::fsync(*directory) == 0 || errno == EINVAL ? 0 : errno;
 }
 
+int makePrivateDirectories(const std::string& path) {
+    if (path.empty()) {
+        return ENOENT;
+    }
+    for (auto end = path.find('/', 1);; end = path.find('/', end + 1)) {
+        if (::mkdir(path.substr(0, end).c_str(), 0700) != 0 && errno != EEXIST) {
+            return errno;
+        }
+        if (end == std::string::npos) {
+            return 0;
+        }
+    }
+}
+
 std::string temporaryPathBeside(const std::string& path) {
     std::uint64_t random = 0;
     if (::getrandom(&random, sizeof random, GRND_NONBLOCK) != sizeof random) {

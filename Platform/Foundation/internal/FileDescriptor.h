@@ -32,6 +32,9 @@ private:
 [[nodiscard]] int writeAll(int descriptor, std::span<const std::byte> bytes) noexcept;
 /// Makes the entries of a directory last: an errno, or 0.
 [[nodiscard]] int flushDirectory(const std::string& path) noexcept;
+/// Makes a directory with those above it, as far as they are missing, for the user alone: an errno, or 0. The
+/// empty path is an error.
+[[nodiscard]] int makePrivateDirectories(const std::string& path);
 
 /// A new file beside a path, under a hidden name, that takes the path's place when it is complete, or goes.
 class FileBeside {

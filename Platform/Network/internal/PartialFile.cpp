@@ -2,22 +2,20 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <vector>
 
 #include "Platform/Foundation/Format.h"
 #include "Platform/Foundation/PathUtilities.h"
+#include "Platform/Foundation/SearchPaths.h"
 
 namespace qz::internal {
 
@@ -29,39 +27,6 @@ constexpr std::uint64_t writeBackInterval = std::uint64_t{32} * 1024 * 1024;
 constexpr std::string_view suffix = ".part";
 constexpr std::size_t nameLength = 16 + suffix.size();
 constexpr std::time_t secondsOfThirtyDays = std::time_t{30} * 24 * 60 * 60;
-
-std::string cacheDirectory() {
-    const char* cache = ::secure_getenv("XDG_CACHE_HOME");
-    if (cache && cache[0] == '/') {  // others are invalid (XDG Base Directory Specification)
-        return cache;
-    }
-    const char* home = ::secure_getenv("HOME");
-    if (home && home[0] == '/') {
-        return stringByAppendingPathComponent(home, ".cache");
-    }
-    std::array<char, 4096> buffer{};
-    passwd entry{};
-    passwd* found = nullptr;
-    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found) {
-        return stringByAppendingPathComponent(found->pw_dir, ".cache");
-    }
-    return "";
-}
-
-/// The directory with those above it, which are the user's alone: an errno, or 0.
-int makeDirectories(const std::string& path) {
-    if (path.empty()) {
-        return ENOENT;
-    }
-    for (auto end = path.find('/', 1);; end = path.find('/', end + 1)) {
-        if (::mkdir(path.substr(0, end).c_str(), 0700) != 0 && errno != EEXIST) {
-            return errno;
-        }
-        if (end == std::string::npos) {
-            return 0;
-        }
-    }
-}
 
 bool isNameOfPartialFile(std::string_view name) {
     return name.size() == nameLength && name.ends_with(suffix) &&
@@ -90,7 +55,7 @@ std::uint64_t fnv1a(std::span<const std::byte> bytes) {
 }  // namespace
 
 std::string PartialFile::directory() {
-    const auto cache = cacheDirectory();
+    const auto cache = userBaseDirectory(UserBaseDirectory::Cache);
     return cache.empty() ? "" : stringByAppendingPathComponent(cache, "QZUtils/Downloads");
 }
 
@@ -108,7 +73,7 @@ std::unique_ptr<PartialFile> PartialFile::create(int& error) {
             (void)lock(file);  // where locks are not supported, two processes must not share a record
             return std::unique_ptr<PartialFile>(new PartialFile(std::move(path), std::move(file), 0));
         }
-        error = errno == ENOENT ? makeDirectories(directory) : errno;
+        error = errno == ENOENT ? makePrivateDirectories(directory) : errno;
         if (error != 0 && error != EEXIST) {
             return nullptr;
         }
