@@ -85,7 +85,8 @@ void writeOpenSuite(benchmark::State& state) {
 }
 BENCHMARK(writeOpenSuite)->Arg(10)->Arg(1000);
 
-/// Beside the file and renamed, without a flush, as a write to the suite has none.
+/// Beside the file and renamed. Neither this nor the write to the suite asks for a flush, but many file
+/// systems begin one at such a rename.
 void rewriteJSONFile(benchmark::State& state) {
     const Settings settings(state.range(0));
     auto json = settings.json();

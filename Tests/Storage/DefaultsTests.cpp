@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <array>
-#include <cmath>
+#include <functional>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -47,8 +47,7 @@ TEST_F(Defaults, OutliveTheirObjects) {
     for (const auto& [key, value] : values) {
         EXPECT_EQ(suite()->objectForKey(key), value) << key;
     }
-    const auto all = suite()->dictionaryRepresentation();
-    EXPECT_EQ(all->count(), std::size(values));
+    EXPECT_EQ(suite()->dictionaryRepresentation()->count(), std::size(values));
     suite()->setObjectForKey(nullptr, "text");
     suite()->removeObjectForKey("");
     EXPECT_EQ(suite()->objectForKey("text"), nullptr);
@@ -75,7 +74,6 @@ TEST_F(Defaults, AreReadAsWhatIsAskedFor) {
         {" +007.5 apples", " +007.5 apples", true, 7, 7.5},
         {"-99999999999999999999", "-99999999999999999999", true, INT64_MIN, -1e20},
         {"000", "000", false, 0, 0},
-        {"", "", false, 0, 0},
         {NSData::dataWithText("1"), std::nullopt, false, 0, 0},
         {NSArray::arrayWithObjects({1}), std::nullopt, false, 0, 0},
     };
@@ -88,7 +86,7 @@ TEST_F(Defaults, AreReadAsWhatIsAskedFor) {
         EXPECT_EQ(defaults->integerForKey("key"), integer);
         EXPECT_EQ(defaults->doubleForKey("key"), number);
     }
-    EXPECT_EQ(id(defaults->arrayForKey("key")), cases[12].value);
+    EXPECT_EQ(id(defaults->arrayForKey("key")), cases[11].value);
     EXPECT_EQ(defaults->dictionaryForKey("key"), nullptr);
     EXPECT_FALSE(defaults->dataForKey("key"));
 }
@@ -126,8 +124,8 @@ TEST_F(Defaults, KeepEachSuiteInAPrivateFileOfItsOwn) {
     std::set<std::string> files;
     for (const auto& file : std::filesystem::directory_iterator(stores())) {
         EXPECT_EQ(modeOf(file), 0600U) << file;
-        if (file.path().extension() == ".sqlite" || file.path().filename() == ".sqlite") {
-            files.insert(file.path().filename());
+        if (file.path().string().ends_with(".sqlite")) {
+            files.insert(file.path());
         }
     }
     EXPECT_EQ(files.size(), std::size(names));

@@ -71,16 +71,16 @@ TEST_F(Preferences, HaveAddressesOfServers) {
     EXPECT_EQ(preferences->imageURLsForService("daily"), nullptr);
 
     preferences->setThumbnailURLs(own, "daily");
-    preferences->setMediaURLs(NSArray::arrayWithObjects({"m"}), "daily");
-    preferences->setImageURLs(NSArray::arrayWithObjects({"i"}), "daily");
-    EXPECT_EQ(id(preferences->preferencesByService()->objectForKey("daily")),
-              id(NSDictionary::dictionary({{"thumbSrvUrls", own},
-                                           {"mediaURLs", NSArray::arrayWithObjects({"m"})},
-                                           {"imagesUrl", NSArray::arrayWithObjects({"i"})}})));
-    EXPECT_EQ(id(preferences->thumbnailURLsForService("daily")), id(own));
+    preferences->setMediaURLs(own, "daily");
+    preferences->setImageURLs(own, "daily");
+    EXPECT_EQ(preferences->preferencesByService()->objectForKey("daily"),
+              id(NSDictionary::dictionary({{"thumbSrvUrls", own}, {"mediaURLs", own}, {"imagesUrl", own}})));
+    for (const auto& urls :
+         {preferences->thumbnailURLsForService("daily"), preferences->mediaURLsForService("daily"),
+          preferences->imageURLsForService("daily")}) {
+        EXPECT_EQ(id(urls), id(own));
+    }
     EXPECT_TRUE(own->containsObject(preferences->randomThumbnailURLForService("daily")));
-    EXPECT_EQ(id(preferences->mediaURLsForService("daily")), id(NSArray::arrayWithObjects({"m"})));
-    EXPECT_EQ(id(preferences->imageURLsForService("daily")), id(NSArray::arrayWithObjects({"i"})));
 
     for (const id& without : {id(NSArray::arrayWithObjects({})), id("text"), id()}) {
         preferences->setValue(without, "thumbSrvUrls", "daily");
@@ -93,13 +93,11 @@ TEST_F(Preferences, HaveAddressesOfServers) {
 TEST(RandomObject, IsWhatTheSeedSays) {
     EXPECT_EQ(randomObject(nullptr), nullptr);
     EXPECT_EQ(randomObject(NSArray::arrayWithObjects({})), nullptr);
-    const auto array = NSArray::arrayWithObjects({0, 1, 2, 3, 4, 5, 6});
-    std::vector<int> expected(20);
-    std::srand(7);
-    std::generate(expected.begin(), expected.end(), [] { return std::rand() % 7; });
-    std::srand(7);
-    for (const int value : expected) {
-        EXPECT_EQ(randomObject(array), value);
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        std::srand(seed);
+        const int index = std::rand() % 7;
+        std::srand(seed);
+        EXPECT_EQ(randomObject(NSArray::arrayWithObjects({0, 1, 2, 3, 4, 5, 6})), index);
     }
 }
 
