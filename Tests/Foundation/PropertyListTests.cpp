@@ -126,18 +126,26 @@ TEST(PropertyList, ReadsTheOldTextForm) {
               id(NSDictionary::dictionary({{"a", "\u00FC"}})));
 }
 
-/// A binary list of one-byte references and offsets.
-std::string binary(const std::vector<std::string>& objects, unsigned char top = 0) {
+/// A big-endian number of so many bytes.
+std::string number(std::size_t value, std::size_t width) {
+    std::string bytes;
+    while (width-- > 0) {
+        bytes += static_cast<char>(value >> (8 * width) & 0xFFU);
+    }
+    return bytes;
+}
+
+/// A binary list whose references and offsets have the same width.
+std::string binary(const std::vector<std::string>& objects, std::size_t top = 0, std::size_t width = 1) {
     std::string file = "bplist00";
     std::string table;
     for (const auto& object : objects) {
-        table += static_cast<char>(file.size());
+        table += number(file.size(), width);
         file += object;
     }
     const auto start = file.size();
-    file += table + std::string(6, '\0') + "\1\1" + std::string(7, '\0') + static_cast<char>(objects.size()) +
-            std::string(7, '\0') + static_cast<char>(top) + std::string(7, '\0') + static_cast<char>(start);
-    return file;
+    return file + table + std::string(6, '\0') + number(width, 1) + number(width, 1) +
+           number(objects.size(), 8) + number(top, 8) + number(start, 8);
 }
 
 TEST(PropertyList, RefusesHostileBytes) {
@@ -190,6 +198,24 @@ TEST(PropertyList, RefusesHostileBytes) {
     for (std::size_t size = 0; size < good.size(); size += good.size() / 97) {
         read(good.substr(0, size));  // refused or not, without harm
     }
+}
+
+TEST(PropertyList, RefusesDepthThatIsReachedByParts) {
+    // Each array of the first level holds the next 400 levels, the last of which holds what was read before.
+    constexpr std::size_t chains = 500;
+    constexpr std::size_t length = 400;
+    std::vector<std::string> objects(1);
+    for (std::size_t chain = 0; chain < chains; ++chain) {
+        for (std::size_t i = 0; i + 1 < length; ++i) {
+            objects.push_back("\xA1" + number(objects.size() + 1, 3));
+        }
+        objects.push_back(chain == 0 ? "\xA0" : "\xA1" + number((chain - 1) * length + 1, 3));
+    }
+    objects[0] = "\xAF\x11" + number(chains, 2);
+    for (std::size_t chain = 0; chain < chains; ++chain) {
+        objects[0] += number(chain * length + 1, 3);
+    }
+    EXPECT_EQ(read(binary(objects, 0, 3)), nullptr);
 }
 
 TEST(PropertyList, RefusesToWriteWhatItCannotHold) {

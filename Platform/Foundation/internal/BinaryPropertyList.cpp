@@ -2,6 +2,7 @@
 // the table is, how wide its numbers are and which object is the outermost. An object begins with a byte of
 // type and count; containers list their elements by number.
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <map>
@@ -99,11 +100,18 @@ private:
         if (!known.object) {
             known.isBeingRead = true;
             const auto outer = std::exchange(weight_, 1);
+            const auto outerHeight = std::exchange(height_, 0);
             // Reading does not resize the list, so the reference stays good.
             known.object = readObject(index);
             known.isBeingRead = false;
             known.weight = std::exchange(weight_, outer);
+            known.height = std::exchange(height_, outerHeight);
         }
+        // What was read before is not walked through again, but whoever releases it all goes that deep.
+        if (depth_ + known.height > NSPropertyListSerialization::maximumDepth) {
+            fail("containers are nested too deeply");
+        }
+        height_ = std::max(height_, known.height + 1);
         weight_ += known.weight;
         if (weight_ > maximumExpansion * file_.size()) {
             fail("containers refer to each other too often");
@@ -261,6 +269,7 @@ private:
     struct Known {
         id object;
         std::uint64_t weight = 0;  // objects that a walk through it meets
+        int height = 0;            // how many containers stand in each other below it
         bool isBeingRead = false;
     };
 
@@ -271,6 +280,7 @@ private:
     std::size_t table_ = 0;
     std::uint64_t unread_ = 0;
     std::uint64_t weight_ = 0;  // of the container that is being read, so far
+    int height_ = 0;            // the same
     std::vector<Known> objects_;
     int depth_ = 0;
 };
