@@ -18,6 +18,8 @@
 #include "QZUtils/Extensions/NSArray/NSArray+Extended.h"
 #include "QZUtils/Extensions/NSError/NSError+Initialization.h"
 #include "QZUtils/Extensions/NSError/NSError+InvalidParameter.h"
+#include "QZUtils/Extensions/NSKeyedArchiver/NSKeyedArchiver+Convenience.h"
+#include "QZUtils/Extensions/NSKeyedUnarchiver/NSKeyedUnarchiver+Convenience.h"
 #include "QZUtils/Extensions/NSLocking/NSLocking+DoAction.h"
 #include "QZUtils/Extensions/NSNotificationCenter/NSNotificationCenter+Auxiliary.h"
 #include "QZUtils/Extensions/NSNotificationCenter/NSNotificationCenter+ObserveOnce.h"

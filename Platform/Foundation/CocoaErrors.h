@@ -22,6 +22,8 @@ enum class NSCocoaErrorCode : std::int64_t {
     FileWriteVolumeReadOnly = 642,
     PropertyListReadCorrupt = 3840,
     PropertyListWriteInvalid = 3852,
+    CoderReadCorrupt = 4864,
+    CoderInvalidValue = 4866,
 };
 
 /// The path (text) that an operation failed on.
