@@ -30,6 +30,8 @@ install(TARGETS QZUtils
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QZUtils)
 
+install(DIRECTORY Resources/ DESTINATION ${CMAKE_INSTALL_DATADIR}/QZUtils)
+
 # find_package(QZUtils). Until 1.0 a minor version may change the interface.
 set(QZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QZUtils)
 install(EXPORT QZUtilsTargets NAMESPACE QZUtils:: DESTINATION ${QZ_CMAKE_DIR})

@@ -29,5 +29,7 @@ private:
 
 // Each adds a command to the program. A command that was asked for runs when the command line was read.
 void addFetch(CLI::App& program);
+void addLocalize(CLI::App& program);
+void addPlist(CLI::App& program);
 
 }  // namespace qz::tool

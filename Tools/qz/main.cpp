@@ -18,6 +18,8 @@ int main(int argc, char** argv) {
     program.footer(
         "Exit status: 0 success, 1 failure with one line on standard error, 2 wrong usage, 130 interrupted.");
     qz::tool::addFetch(program);
+    qz::tool::addLocalize(program);
+    qz::tool::addPlist(program);
     try {
         program.parse(argc, argv);
         return qz::tool::success;
