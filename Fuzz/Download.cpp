@@ -6,7 +6,7 @@
 #include "Platform/Foundation/NSURL.h"
 #include "Platform/Network/NSURLRequest.h"
 #include "Platform/Network/NSURLSession.h"
-#include "Platform/Network/NSURLSessionTask.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto bytes = qz::NSData(std::as_bytes(std::span(data, size)));

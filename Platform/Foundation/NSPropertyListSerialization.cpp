@@ -9,6 +9,7 @@
 #include "Platform/Foundation/CocoaErrors.h"
 #include "Platform/Foundation/NSError.h"
 #include "Platform/Foundation/internal/PropertyListCodec.h"
+#include "Platform/Foundation/internal/UTF8.h"
 
 namespace qz {
 
@@ -38,15 +39,7 @@ std::string utf8FromUTF16(std::string_view bytes, bool isBigEndian) {
 }
 
 void requireUTF8(std::string_view text) {
-    const auto isASCII = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
-    if (std::all_of(text.begin(), text.end(), isASCII)) {
-        return;
-    }
-    // ICU replaces what is not UTF-8 by U+FFFD, which then comes back differently.
-    std::string back;
-    icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())))
-        .toUTF8String(back);
-    if (back != text) {
+    if (!isUTF8(text)) {
         throw PropertyListFailure("a text is not UTF-8");
     }
 }

@@ -25,12 +25,6 @@ QZ_DEFINE_CLASS(UINib, cls) {
                });
 }
 
-QZ_DEFINE_CLASS(UIStoryboard, cls) {
-    cls.classMethod("storyboardWithName:bundle:", [](Class&, Text name, const Ref<NSBundle>& bundle) {
-        return storyboardWithName(name, bundle);
-    });
-}
-
 namespace {
 
 struct RegisteredLoader {
@@ -78,14 +72,10 @@ Ref<NSArray> objectsOf(const UINib& nib) {
     return NSArray::arrayWithObjects(std::move(objects));
 }
 
-Ref<NSBundle> orMainBundle(const Ref<NSBundle>& bundle) {
-    return bundle ? bundle : NSBundle::mainBundle();
-}
-
 }  // namespace
 
 Ref<UINib> UINib::nibWithNibName(Text name, const Ref<NSBundle>& bundle) {
-    const auto holder = orMainBundle(bundle);
+    const auto holder = bundle ? bundle : NSBundle::mainBundle();
     auto path = name ? holder->pathForResource(name, "nib") : std::nullopt;
     return path ? qz::make<UINib>(holder, *std::move(path)) : nullptr;
 }
@@ -114,16 +104,6 @@ Ref<NSArray> UINib::instantiateWithOwner(Receiver owner, const Ref<NSDictionary>
                                      exception.reason());
         return nullptr;
     }
-}
-
-Ref<UIStoryboard> UIStoryboard::storyboardWithName(Text name, const Ref<NSBundle>& bundle) {
-    const auto holder = orMainBundle(bundle);
-    auto path = name ? holder->pathForResource(name, "storyboardc") : std::nullopt;
-    return path ? qz::make<UIStoryboard>(holder, *std::move(path)) : nullptr;
-}
-
-std::optional<NSData> UIStoryboard::data() const {
-    return dataWithContentsOfFile(path_, nullptr);
 }
 
 }  // namespace qz

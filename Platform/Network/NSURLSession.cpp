@@ -5,6 +5,8 @@
 #include "Platform/Foundation/NSURL.h"
 #include "Platform/Network/NSMutableURLRequest.h"
 #include "Platform/Network/NSURLSessionConfiguration.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 #include "Platform/Network/NSURLSessionTask.h"
 #include "Platform/Network/internal/DelegateMessages.h"
 #include "Platform/Network/internal/TaskState.h"

@@ -21,14 +21,6 @@ QZ_DEFINE_CLASS(NSURLSessionTask, cls) {
     cls.method("cancel", &Self::cancel);
 }
 
-QZ_DEFINE_CLASS(NSURLSessionDataTask, cls) {
-    static_cast<void>(cls);
-}
-
-QZ_DEFINE_CLASS(NSURLSessionDownloadTask, cls) {
-    static_cast<void>(cls);
-}
-
 NSURLSessionTask::NSURLSessionTask(std::int64_t identifier, std::shared_ptr<internal::TaskState> state,
                                    std::shared_ptr<internal::Transfer> transfer,
                                    std::weak_ptr<NSURLSession> session)
@@ -121,19 +113,6 @@ void NSURLSessionTask::suspend() {
 void NSURLSessionTask::cancel() {
     if (const auto session = moveTo(NSURLSessionTaskState::Canceling)) {
         transfer_->cancel(refTo(*this), session);
-    }
-}
-
-void NSURLSessionDownloadTask::cancelByProducingResumeData(ResumeDataHandler handler) {
-    static_cast<void>(moveTo(NSURLSessionTaskState::Canceling));
-    if (const auto owner = session()) {
-        transfer()->cancelByProducingResumeData(refTo(*this), owner, std::move(handler));
-    }
-}
-
-void NSURLSessionDownloadTask::getResumeData(const ResumeDataHandler& handler) {
-    if (const auto owner = session()) {
-        transfer()->getResumeData(owner, handler);
     }
 }
 

@@ -36,6 +36,7 @@ struct ObjectExtras {
         variables;                   // one zeroed block for each class that adds some; never moved once made
     std::vector<Observed> observed;  // registrations that watch a key of this object
     std::atomic<bool> isObserved{false};
+    std::shared_ptr<std::recursive_mutex> monitor;  // made on demand
 
     /// The extras of an object, made on demand.
     [[nodiscard]] static ObjectExtras& of(Object& object);

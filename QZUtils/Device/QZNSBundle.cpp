@@ -8,7 +8,9 @@
 #include "Platform/Foundation/NSArray.h"
 #include "Platform/Foundation/NSURL.h"
 #include "Platform/Foundation/UINib.h"
+#include "Platform/Foundation/UIStoryboard.h"
 #include "Platform/Runtime/ClassBuilder.h"
+#include "Platform/Runtime/Monitor.h"
 #include "Platform/Runtime/Send.h"
 #include "Platform/Text/NSLocale.h"
 #include "QZUtils/Extensions/NSObject/NSObject+Unwrap.h"
@@ -28,7 +30,7 @@ constexpr std::string_view bundleExtension = "bundle";
 constexpr std::string_view specificTable = "UISpecific";
 
 struct State {
-    std::recursive_mutex monitor;  // guards the instance and the two English tables
+    // The class's own monitor guards the instance and the two English tables.
     Ref<NSBundle> instance;
     Ref<NSBundle> english;
     Ref<NSBundle> updatedEnglish;
@@ -38,6 +40,11 @@ struct State {
 State& state() {
     static auto* const state = new State;  // used until the process is gone
     return *state;
+}
+
+const Monitor& classMonitor() {
+    static const auto monitor = monitorOf(QZNSBundle::cls());
+    return monitor;
 }
 
 Ref<NSBundle> bundleAtURL(const Ref<NSURL>& url) {
@@ -116,7 +123,7 @@ QZ_DEFINE_CLASS(QZNSBundle, cls) {
 
 Ref<NSBundle> QZNSBundle::instance() {
     auto& shared = state();
-    const std::lock_guard lock(shared.monitor);
+    const std::lock_guard lock(*classMonitor());
     if (!shared.instance) {
         const auto main = NSBundle::mainBundle();
         const auto own = bundleAtURL(main->URLForResource(instanceName, bundleExtension));
@@ -127,7 +134,7 @@ Ref<NSBundle> QZNSBundle::instance() {
 
 bool QZNSBundle::hasInstance() {
     auto& shared = state();
-    const std::lock_guard lock(shared.monitor);
+    const std::lock_guard lock(*classMonitor());
     return shared.instance != nullptr;
 }
 
@@ -159,14 +166,14 @@ void QZNSBundle::set_updatedResourcesBundle(const Ref<NSBundle>& bundle) {
 
 void QZNSBundle::resetUpdatedBundle() {
     auto& shared = state();
-    const std::lock_guard lock(shared.monitor);
+    const std::lock_guard lock(*classMonitor());
     shared.updated.store(nullptr);
     shared.updatedEnglish = nullptr;
 }
 
 void QZNSBundle::dismiss() {
     auto& shared = state();
-    const std::lock_guard lock(shared.monitor);
+    const std::lock_guard lock(*classMonitor());
     cancelPreviousPerformRequests(shared.instance);
     shared.instance = nullptr;
     shared.english = nullptr;
@@ -175,7 +182,7 @@ void QZNSBundle::dismiss() {
 
 Ref<NSBundle> QZNSBundle::preferredLanguageBundle() {
     auto& shared = state();
-    const std::lock_guard lock(shared.monitor);
+    const std::lock_guard lock(*classMonitor());
     if (!shared.english) {
         shared.english = englishTables(instance());
     }
@@ -189,7 +196,7 @@ Ref<NSBundle> QZNSBundle::customPreferredLanguageBundle() {
 
 Ref<NSBundle> QZNSBundle::preferredLanguageBundleInUpdatedResourceBundle() {
     auto& shared = state();
-    const std::lock_guard lock(shared.monitor);
+    const std::lock_guard lock(*classMonitor());
     if (!shared.updatedEnglish) {
         shared.updatedEnglish = englishTables(_updatedResourcesBundle());
     }

@@ -9,6 +9,8 @@
 #include "Platform/Network/NSURLError.h"
 #include "Platform/Network/NSURLRequest.h"
 #include "Platform/Network/NSURLSession.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 #include "Platform/Network/NSURLSessionTask.h"
 #include "QZUtils/Download/QZDownload.h"
 #include "QZUtils/Download/internal/DownloadSteps.h"

@@ -9,6 +9,8 @@
 #include "Platform/Foundation/NSURL.h"
 #include "Platform/Foundation/PathUtilities.h"
 #include "Platform/Network/NSURLSession.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 #include "Platform/Runtime/KeyValueObserving.h"
 #include "Platform/Runtime/Send.h"
 #include "QZUtils/Concurrency/QZSynchronizedMapTable.h"

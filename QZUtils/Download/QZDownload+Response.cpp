@@ -7,6 +7,8 @@
 #include "Platform/Network/NSHTTPURLResponse.h"
 #include "Platform/Network/NSURLRequest.h"
 #include "Platform/Network/NSURLSession.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 #include "Platform/Network/NSURLSessionTask.h"
 #include "Platform/Text/NSDateFormatter.h"
 #include "QZUtils/Download/QZDownload.h"

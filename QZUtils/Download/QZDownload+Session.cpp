@@ -11,6 +11,8 @@
 #include "Platform/Network/NSMutableURLRequest.h"
 #include "Platform/Network/NSURLSession.h"
 #include "Platform/Network/NSURLSessionConfiguration.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 #include "Platform/Network/NSURLSessionTask.h"
 #include "Platform/Runtime/KeyValueCoding.h"
 #include "QZUtils/Download/QZDownload.h"

@@ -1,14 +1,16 @@
 #include "QZUtils/Download/QZDownload.h"
 
 #include "Platform/Dispatch/NSOperationQueue.h"
-#include "Platform/Foundation/NSArray.h"
 #include "Platform/Foundation/NSDate.h"
 #include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Foundation/NSError.h"
 #include "Platform/Foundation/PathUtilities.h"
+#include "Platform/Foundation/internal/TextArrays.h"
 #include "Platform/Network/NSURLRequest.h"
 #include "Platform/Network/NSURLResponse.h"
 #include "Platform/Network/NSURLSession.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 #include "Platform/Network/NSURLSessionTask.h"
 #include "Platform/Runtime/ClassBuilder.h"
 #include "Platform/Runtime/KeyValueObserving.h"
@@ -20,21 +22,8 @@
 
 namespace qz {
 
-namespace {
-
-Ref<NSArray> arrayOfTexts(const QZDownload::URLs& texts) {
-    return NSArray::arrayWithObjects(std::vector<id>(texts.begin(), texts.end()));
-}
-
-QZDownload::URLs textsOfArray(const Ref<NSArray>& array) {
-    QZDownload::URLs texts;
-    for (std::size_t i = 0; array && i < array->count(); ++i) {
-        texts.push_back(unbox<std::string>(array->objectAtIndex(i)).value_or(""));
-    }
-    return texts;
-}
-
-}  // namespace
+using internal::arrayOfTexts;
+using internal::textsOfArray;
 
 QZ_DEFINE_CLASS(QZDownload, cls) {
     using Self = QZDownload;

@@ -6,6 +6,7 @@
 #include "Platform/Foundation/NSPropertyListSerialization.h"
 #include "Platform/Foundation/NSURL.h"
 #include "Platform/Foundation/UINib.h"
+#include "Platform/Foundation/UIStoryboard.h"
 #include "Platform/Runtime/ClassBuilder.h"
 #include "Tests/Device/Support.h"
 

@@ -20,6 +20,8 @@
 #include "Platform/Network/NSURLRequest.h"
 #include "Platform/Network/NSURLSession.h"
 #include "Platform/Network/NSURLSessionConfiguration.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 #include "Platform/Network/NSURLSessionTask.h"
 #include "Platform/Runtime/ClassBuilder.h"
 #include "QZUtils/Concurrency/QZSynchronizedMapTable.h"

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "Platform/Foundation/internal/FileError.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
 #include "Platform/Network/internal/DelegateMessages.h"
 #include "Platform/Network/internal/LoadError.h"
 #include "Platform/Network/internal/NetworkThread.h"

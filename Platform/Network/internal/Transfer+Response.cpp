@@ -6,6 +6,7 @@
 #include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Network/NSHTTPURLResponse.h"
 #include "Platform/Network/NSMutableURLRequest.h"
+#include "Platform/Network/NSURLSessionDataTask.h"
 #include "Platform/Network/internal/DelegateMessages.h"
 #include "Platform/Network/internal/HeaderFields.h"
 #include "Platform/Network/internal/LoadError.h"

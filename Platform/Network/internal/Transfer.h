@@ -20,6 +20,7 @@
 #include "Platform/Network/NSURLError.h"
 #include "Platform/Network/NSURLSession.h"
 #include "Platform/Network/NSURLSessionDelegate.h"
+#include "Platform/Network/NSURLSessionDownloadTask.h"
 #include "Platform/Network/NSURLSessionTask.h"
 #include "Platform/Network/internal/PartialFile.h"
 #include "Platform/Network/internal/ResumeRecord.h"
