@@ -44,4 +44,6 @@
 #include "QZUtils/Observation/WeakArray.h"
 #include "QZUtils/Storage/PlistUtil.h"
 #include "QZUtils/Storage/QZSharedPreferences.h"
+#include "QZUtils/Storage/QZsqliteDb.h"
+#include "QZUtils/Storage/QZsqliteStatement.h"
 #include "QZUtils/Version.h"

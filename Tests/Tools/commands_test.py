@@ -56,6 +56,22 @@ class Commands(unittest.TestCase):
             self.assertEqual(text("Issues", "--bundle", name, "--number", "3"), "some issues")
             self.assertEqual(text("Issues", "--bundle", name, "--number", "1"), "one issue")
 
+    def test_runs_statements(self):
+        with tempfile.TemporaryDirectory() as name:
+            db = f"{name}/db"
+            for arguments, status, output, line in (
+                    (("CREATE TABLE t(a, b)",), 0, "", ""),
+                    (("INSERT INTO t VALUES (?, NULL)", "x y"), 0, "", ""),
+                    (("SELECT a, b, 5 FROM t",), 0, "x y\t\t5\n", ""),
+                    (("--json", "SELECT a, b FROM t"), 0, '{"a":"x y","b":null}\n', ""),
+                    (("SELECT ?",), 2, "", "more parameters"),
+                    (("nonsense",), 1, "", "syntax error"),
+                    (("INSERT INTO t SELECT abs(-9223372036854775808), 1",), 1, "", "integer overflow")):
+                result = self.run_qz("sqlite", *(("--json",) if "--json" in arguments else ()), db,
+                                     *(one for one in arguments if one != "--json"))
+                self.assertEqual((result[0], result[1].decode()), (status, output), arguments)
+                self.assertIn(line, result[2])
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -31,5 +31,6 @@ private:
 void addFetch(CLI::App& program);
 void addLocalize(CLI::App& program);
 void addPlist(CLI::App& program);
+void addSqlite(CLI::App& program);
 
 }  // namespace qz::tool

@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
     qz::tool::addFetch(program);
     qz::tool::addLocalize(program);
     qz::tool::addPlist(program);
+    qz::tool::addSqlite(program);
     try {
         program.parse(argc, argv);
         return qz::tool::success;
