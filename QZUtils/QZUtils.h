@@ -43,6 +43,7 @@
 #include "QZUtils/Observation/QZNotification.h"
 #include "QZUtils/Observation/WeakArray.h"
 #include "QZUtils/Storage/PlistUtil.h"
+#include "QZUtils/Storage/QZCache.h"
 #include "QZUtils/Storage/QZSharedPreferences.h"
 #include "QZUtils/Storage/QZsqliteDb.h"
 #include "QZUtils/Storage/QZsqliteStatement.h"
