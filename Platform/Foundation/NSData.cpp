@@ -1,26 +1,15 @@
 #include "Platform/Foundation/NSData.h"
 
 #include <algorithm>
-#include <memory>
 #include <string>
 
 #include "Platform/Foundation/NSData+Files.h"
+#include "Platform/Foundation/internal/DataStorage.h"
 #include "Platform/Runtime/ClassBuilder.h"
 
 namespace qz {
 
 namespace internal {
-
-class DataStorage : public NSObject {
-    QZ_OBJECT(DataStorage, NSObject)
-public:
-    std::size_t size;
-    std::unique_ptr<std::byte[]> bytes;
-
-protected:
-    explicit DataStorage(std::size_t capacity)
-        : size(capacity), bytes(std::make_unique_for_overwrite<std::byte[]>(capacity)) {}
-};
 
 namespace {
 
@@ -57,7 +46,7 @@ QZ_DEFINE_CLASS_NAMED(DataStorage, "NSData", cls) {
     cls.method("copy", [](DataStorage& self) { return id(self.ref()); });
     cls.method("writeToFile:atomically:",
                [](const DataStorage& self, std::string_view path, bool atomically) {
-                   return writeToFile(*Boxing<NSData>::unbox(self), path, atomically, nullptr);
+                   return writeToFile(self.data(), path, atomically, nullptr);
                });
 }
 
