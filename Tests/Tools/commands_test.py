@@ -38,6 +38,64 @@ class Commands(unittest.TestCase):
             self.assertEqual((result[0], result[1]), (status, b""))
             self.assertIn(line, result[2])
 
+    def openssl(self, *arguments, given=b""):
+        return subprocess.run(["openssl", *arguments], input=given, capture_output=True, check=True).stdout
+
+    def test_digests_as_openssl_does(self):
+        for given in (b"", b"content" * 100000):
+            for algorithm in ("md5", "sha256"):
+                theirs = self.openssl("dgst", f"-{algorithm}", "-r", given=given).split()[0]
+                self.assertEqual(self.run_qz("digest", algorithm, "-", given=given), (0, theirs + b"\n", ""))
+            theirs = self.openssl("dgst", "-sha256", "-mac", "HMAC", "-macopt", "hexkey:00ff61", "-r", given=given)
+            self.assertEqual(self.run_qz("digest", "hmac", "-", "--key", "00FF61", given=given),
+                             (0, theirs.split()[0] + b"\n", ""))
+        for arguments, status in ((("hmac", "-"), 2), (("md5", "-", "--key", "00"), 2), (("sha1", "-"), 2),
+                                  (("hmac", "-", "--key", "0"), 2), (("hmac", "-", "--key", "0x"), 2),
+                                  (("md5", "/does/not/exist"), 1)):
+            self.assertEqual(self.run_qz("digest", *arguments)[:2], (status, b""), arguments)
+
+    def test_enciphers_and_deciphers_what_openssl_does(self):
+        plain = bytes(range(256)) * 100 + b"end"
+        zero, key, text = "00" * 16, "31" * 32, "1" * 32
+
+        def enc(*arguments, given=plain):
+            return self.openssl("enc", "-aes-256-cbc", *arguments, given=given)
+
+        with tempfile.TemporaryDirectory() as name:
+            file, out = pathlib.Path(name) / "key", pathlib.Path(name) / "out"
+            file.write_text(text + "\nanother line\n")
+            self.assertEqual(self.run_qz("encrypt", "-", "--key-file", str(file), "-o", str(out), given=plain),
+                             (0, b"", ""))
+            self.assertEqual(out.read_bytes(), enc("-K", key, "-iv", zero))
+            self.assertEqual(self.run_qz("decrypt", str(out), "--key", text), (0, plain, ""))
+        vector = "0123456789abcdef" * 2
+        cipher = enc("-K", key, "-iv", vector)
+        salted = enc("-md", "sha1", "-pass", "pass:secret")
+        as_hex, as_password = ("--as", "hex", "--key", key), ("--as", "password", "--key", "secret")
+        for given, arguments in (
+                (cipher, (*as_hex, "--iv", vector)),
+                (bytes.fromhex(vector) + cipher, as_hex),
+                (salted, as_password),
+                (salted[16:], (*as_password, "--salt", salted[8:16].hex()))):
+            self.assertEqual(self.run_qz("decrypt", "-", *arguments, given=given), (0, plain, ""), arguments)
+        for given, arguments, status in (
+                (salted, ("--as", "password", "--key", "wrong"), 1),
+                (salted, (*as_password, "--cycles", "2"), 1),
+                (cipher[:-1], (*as_hex, "--iv", vector), 1),
+                (cipher[:31], as_hex, 1),
+                (salted[16:], as_password, 2),
+                (salted[:15], as_password, 2),
+                (cipher, ("--as", "hex", "--key", "00" * 20), 2),
+                (cipher, (*as_hex, "--iv", "00"), 2),
+                (cipher, ("--key", text, "--iv", vector), 2),
+                (cipher, (*as_hex, "--salt", "00"), 2),
+                (cipher, ("--key", text + "1"), 2),
+                (cipher, (), 2),
+                (cipher, ("--key", text, "--key-file", "/dev/null"), 2)):
+            result = self.run_qz("decrypt", "-", *arguments, given=given)
+            self.assertEqual(result[:2], (status, b""), arguments)
+            self.assertTrue(result[2], arguments)
+
     def test_reads_texts_as_a_user_would(self):
         def text(*arguments, **environment):
             status, output, errors = self.run_qz("localize", *arguments, environment=environment)

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "Platform/Foundation/NSData.h"
+
 namespace CLI {
 class App;
 }
@@ -27,7 +29,15 @@ private:
     int status_;
 };
 
+/// The bytes of a file, or of standard input for "-".
+[[nodiscard]] NSData contentOf(const std::string& file);
+
+/// The bytes that hexadecimal digits stand for; `option` is where they were given.
+[[nodiscard]] NSData bytesOfHex(const std::string& digits, const std::string& option);
+
 // Each adds a command to the program. A command that was asked for runs when the command line was read.
+void addCiphers(CLI::App& program);
+void addDigest(CLI::App& program);
 void addFetch(CLI::App& program);
 void addLocalize(CLI::App& program);
 void addPlist(CLI::App& program);

@@ -3,12 +3,10 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
 #include "Platform/Foundation/NSArray.h"
-#include "Platform/Foundation/NSData+Files.h"
 #include "Platform/Foundation/NSDate.h"
 #include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Foundation/NSError.h"
@@ -54,15 +52,6 @@ nlohmann::json json(const id& value) {
         return std::visit([](auto plain) { return nlohmann::json(plain); }, number->value());
     }
     return descriptionOf(value);
-}
-
-NSData contentOf(const std::string& file) {
-    if (file == "-") {
-        return NSData::dataWithText(std::string(std::istreambuf_iterator(std::cin), {}));
-    }
-    Ref<NSError> error;
-    const auto data = dataWithContentsOfFile(file, &error);
-    return data ? *data : throw Failure(error->localizedDescription());
 }
 
 void convert(const std::string& file, const std::string& form) {
