@@ -4,8 +4,9 @@
 //     const auto plain = cryptor->decryptData(cipher);
 //
 // The key and the initialization vector are derived from password and salt as OpenSSL's EVP_BytesToKey does
-// with SHA-1: with a cycle count of 1, `openssl enc -aes-256-cbc -md sha1` writes what this reads. Few cycles
-// protect only a password that nobody guesses: there are thousands of millions of SHA-1 a second to be had.
+// with SHA-1. With a cycle count of 1 this reads what `openssl enc -aes-256-cbc -md sha1` writes after its
+// mark and salt, sixteen bytes. A graphics card tries thousands of millions of passwords a second at that
+// count: it protects only a password that is as good as a random key.
 //
 // The four ways to decipher differ in what they make of bytes that do not end in a padding:
 //
@@ -18,7 +19,7 @@
 // will and learns which ones fail reads the content: check an HMAC (NSData+Hash.h) before.
 //
 // The class's operations are safe from any thread; an object works for one thread at a time. The speed is
-// that of OpenSSL's libcrypto. Copies of keys are wiped.
+// that of OpenSSL's libcrypto. Copies of keys are wiped; the buffer that generateKeyAndIV() gives is not.
 #pragma once
 
 #include <cstddef>

@@ -58,7 +58,8 @@ NSData encipher(const NSData& plain, const NSData& key, const NSData& IV, bool i
     EXPECT_EQ(EVP_EncryptUpdate(context.get(), to, &length, octets(plain), static_cast<int>(plain.size())),
               1);
     EXPECT_EQ(EVP_EncryptFinal_ex(context.get(), to + length, &last), 1);
-    return bytesOf(std::string_view(out).substr(0, static_cast<std::size_t>(length + last)));
+    return bytesOf(
+        std::string_view(out).substr(0, static_cast<std::size_t>(length) + static_cast<std::size_t>(last)));
 }
 
 NSData joined(const NSData& first, const NSData& second) {
