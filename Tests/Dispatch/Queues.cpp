@@ -246,12 +246,13 @@ TEST(DispatchQueue, DelayedBlocksComeInTimeOrderAndNotEarly) {
                 done.count_down();
             };
         };
-        queue.after(30ms, note('d', 30ms));
-        queue.after(0.02s, note('b', 20ms));
+        // Farther apart than a busy machine takes to submit them all.
+        queue.after(400ms, note('d', 400ms));
+        queue.after(0.2s, note('b', 200ms));
         queue.after(-1h, note('a', 0ms));
         queue.after(std::chrono::hours::max(), [] { FAIL(); });
-        queue.after(20'000us, note('c', 20ms));
-        queue.after(40ms, note('e', 40ms));
+        queue.after(200'000us, note('c', 200ms));
+        queue.after(600ms, note('e', 600ms));
     }
     done.wait();
     EXPECT_EQ(order, "abcde");
