@@ -49,6 +49,8 @@
 #include "QZUtils/Observation/QZKeyPathBlockObserver.h"
 #include "QZUtils/Observation/QZNotification.h"
 #include "QZUtils/Observation/WeakArray.h"
+#include "QZUtils/QZUnzip/QZUnzip.h"
+#include "QZUtils/QZUnzip/unzLocateFileRegex.h"
 #include "QZUtils/Storage/PlistUtil.h"
 #include "QZUtils/Storage/QZCache.h"
 #include "QZUtils/Storage/QZSharedPreferences.h"

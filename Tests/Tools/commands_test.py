@@ -9,6 +9,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 
 QZ = sys.argv.pop(1)
 
@@ -129,6 +130,37 @@ class Commands(unittest.TestCase):
                                      *(one for one in arguments if one != "--json"))
                 self.assertEqual((result[0], result[1].decode()), (status, output), arguments)
                 self.assertIn(line, result[2])
+    def test_reads_archives(self):
+        with tempfile.TemporaryDirectory() as name:
+            place = pathlib.Path(name)
+            archive = place / "issue.zip"
+            with zipfile.ZipFile(archive, "w") as file:
+                for entry, contents in (("pages/1.txt", b"one"), ("pages/2.txt", b"\0two"), ("../out.txt", b"out"),
+                                        ("a" * 200, b"")):
+                    file.writestr(entry, contents)
+            to = place / "to"
+            for arguments, status, output, line in (
+                    (("cat", archive, "PAGES/2.TXT"), 0, b"\0two", ""),
+                    (("cat", archive, "s/.\\.txt$", "--regex"), 0, b"one", ""),
+                    (("cat", archive, "[", "--regex"), 1, b"", "qz: "),
+                    (("cat", archive, "\\(a*\\)*\\(a*\\)*\\1\\2b", "--regex"), 1, b"", "takes too long"),
+                    (("cat", archive, "pages"), 1, b"", "pages"),
+                    (("cat", archive), 2, b"", "NAME"),
+                    (("unzip", archive, "-d", to, "--only", "^pages"), 0, b"", ""),
+                    (("unzip", archive, "-d", to, "--only", "none"), 1, b"", "no entry"),
+                    (("unzip", archive, "-d", to, "--only", "["), 2, b"", "no pattern"),
+                    (("unzip", archive, "-d", to), 1, b"", "out.txt"),
+                    (("unzip", place / "none.zip", "-d", to), 1, b"", "none.zip")):
+                with self.subTest(arguments=arguments):
+                    result = self.run_qz(*map(str, arguments))
+                    self.assertEqual(result[:2], (status, output))
+                    self.assertIn(line, result[2])
+                    self.assertEqual(result[2].count("\n") > 0, status != 0)
+            self.assertEqual(sorted(path.name for path in place.iterdir()), ["issue.zip", "to"])
+            (to / "pages/1.txt").write_text("mine")
+            self.assertEqual(self.run_qz("unzip", "-n", "--only", "pages", "-d", str(to), str(archive))[0], 0)
+            self.assertEqual((to / "pages/1.txt").read_text(), "mine")
+            self.assertEqual((to / "pages/2.txt").read_bytes(), b"\0two")
 
 
 if __name__ == "__main__":

@@ -36,11 +36,13 @@ private:
 [[nodiscard]] NSData bytesOfHex(const std::string& digits, const std::string& option);
 
 // Each adds a command to the program. A command that was asked for runs when the command line was read.
+void addCat(CLI::App& program);
 void addCiphers(CLI::App& program);
 void addDigest(CLI::App& program);
 void addFetch(CLI::App& program);
 void addLocalize(CLI::App& program);
 void addPlist(CLI::App& program);
 void addSqlite(CLI::App& program);
+void addUnzip(CLI::App& program);
 
 }  // namespace qz::tool

@@ -17,12 +17,14 @@ int main(int argc, char** argv) {
         "Log what happens to standard error");
     program.footer(
         "Exit status: 0 success, 1 failure with one line on standard error, 2 wrong usage, 130 interrupted.");
+    qz::tool::addCat(program);
     qz::tool::addCiphers(program);
     qz::tool::addDigest(program);
     qz::tool::addFetch(program);
     qz::tool::addLocalize(program);
     qz::tool::addPlist(program);
     qz::tool::addSqlite(program);
+    qz::tool::addUnzip(program);
     try {
         program.parse(argc, argv);
         return qz::tool::success;

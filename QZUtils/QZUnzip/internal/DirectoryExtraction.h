@@ -1,0 +1,48 @@
+// The entries of an archive as files below a directory, one by one, as QZUnzip.h says of the whole.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Archive/ZipReader.h"
+#include "Platform/Foundation/internal/ConfinedDirectory.h"
+#include "Platform/Runtime/Text.h"
+#include "QZUtils/QZUnzip/QZUnzip.h"
+
+namespace qz::internal {
+
+class DirectoryExtraction {
+public:
+    /// Password and filter must live as long.
+    DirectoryExtraction(ZipReader& archive, std::string destination, bool overwrites, Text password,
+                        const QZUnzip::Filter& filter);
+
+    /// The archive's current entry. What goes wrong is logged.
+    void extractEntry();
+    [[nodiscard]] bool hasExtractedFile() const noexcept { return hasExtractedFile_; }
+
+private:
+    void placeOpenEntry(const ZipEntry& entry);
+    void placeDirectory(const std::string& name, const ZipEntry& entry);
+    void placeFile(const std::string& name, const ZipEntry& entry);
+    [[nodiscard]] int writeContents(const FileDescriptor& file);
+    void setDate(const std::string& name, const ZipEntry& entry);
+    /// An errno, or 0. The destination is not made before something is to go there.
+    [[nodiscard]] int openDestination();
+    void warnOfFile(std::string_view name) const;
+
+    ZipReader& archive_;
+    const std::string destination_;
+    const bool overwrites_;
+    const Text password_;
+    const QZUnzip::Filter& filter_;
+    const double dateFor1980_;
+    ConfinedDirectory directory_;
+    bool isDestinationOpen_ = false;
+    std::vector<std::byte> buffer_;
+    bool hasExtractedFile_ = false;
+};
+
+}  // namespace qz::internal

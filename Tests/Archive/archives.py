@@ -1,0 +1,92 @@
+#!/usr/bin/env python3
+"""archives.py DIRECTORY: makes the archives that the tests of this directory read."""
+
+import pathlib
+import struct
+import subprocess
+import sys
+import warnings
+import zipfile
+
+HERE = pathlib.Path(sys.argv[1])
+STORED, DEFLATED = zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED
+TEXT = b"What is written here comes back. " * 300
+warnings.simplefilter("ignore")
+
+
+def archive(name, entries, comment=b""):
+    """Entries are (name, contents) or (name, contents, method, date)."""
+    with zipfile.ZipFile(HERE / name, "w") as file:
+        for entry, contents, *rest in entries:
+            info = zipfile.ZipInfo(entry, *rest[1:])
+            info.filename = entry  # as it is, with whatever slashes
+            info.compress_type = rest[0] if rest else STORED
+            file.writestr(info, contents)
+        file.comment = comment
+
+
+def patched(name, source, changes):
+    """A copy with bytes replaced: (old, new) of one length, or (offset from a signature, signature, new)."""
+    data = (HERE / source).read_bytes()
+    for change in changes:
+        if len(change) == 2:
+            assert change[0] in data and len(change[0]) == len(change[1])
+            data = data.replace(*change)
+        else:
+            at = data.index(change[1]) + change[0]
+            data = data[:at] + change[2] + data[at + len(change[2]):]
+    (HERE / name).write_bytes(data)
+
+
+def main():
+    archive("plain.zip", [
+        ("a.txt", b"first", STORED, (2020, 5, 17, 12, 30, 8)),
+        ("dir/", b""),
+        ("dir/b.txt", TEXT, DEFLATED, (1980, 0, 0, 0, 0, 0)),
+        ("win\\deep\\c.txt", b"third"),
+        ("back\\", b""),
+        ("Cover.PNG", b"png"),
+        ("x.pdf.txt", b"no"), ("one.pdf", b"1"), ("two.pdf", b"2"),
+        ("nothing", b"")])
+    archive("empty.zip", [])
+    archive("commented.zip", [], b"x" * 5000)
+    archive("directories.zip", [("one/", b""), ("one/two/", b"")])
+    archive("trailing.zip", [("a/b", b"deep"), ("end/", b"")])
+    archive("clash.zip", [("a", b"file"), ("a/b", b"below it"), ("c", b"after")])
+
+    archive("good.zip", [("bad.txt", b"damaged here"), ("deflated", TEXT, DEFLATED), ("good.txt", b"good")])
+    patched("damaged.zip", "good.zip", [(b"damaged here", b"damaged HERE")])
+    # The first block of the deflated entry becomes one of a type that does not exist.
+    with zipfile.ZipFile(HERE / "good.zip") as file:
+        start = file.getinfo("deflated").header_offset + 30 + len("deflated")
+    data = bytearray((HERE / "good.zip").read_bytes())
+    data[start] |= 7
+    (HERE / "broken.zip").write_bytes(data)
+
+    archive("hostile.zip", [(name, b"foreign") for name in (
+        "../up.txt", "..\\up.txt", "a/../../up.txt", "a\\..\\..\\up.txt", "/up.txt", "\\up.txt", "..",
+        "link/up.txt", "linked.txt", "../updir/", "link/updir/")] + [("nul", b"plain name"), ("fine.txt", b"fine")])
+
+    archive("lies.zip", [("more", TEXT, DEFLATED), ("less", TEXT, DEFLATED), ("good", b"good")])
+    for name, size in ((b"more", struct.pack("<I", 0xfffffff0)), (b"less", struct.pack("<I", 100))):
+        # In the entry's own header and in the central directory, which are compared.
+        patched("lies.zip", "lies.zip", [(22 - 30, name, size), (24 - 46, name + b"PK\1\2", size)])
+    archive("names.zip", [("n" * 256, b"256"), ("d/" * 600 + "deep", b"deep"), ("n" * 61440, b"60 KiB"),
+                          ("bad-?.txt", b"not UTF-8"), ("last", b"last")])
+    patched("names.zip", "names.zip", [(b"bad-?.txt", b"bad-\xff.txt")])
+    archive("many.zip", [(f"{number:05}", b"") for number in range(65536)] + [("last", b"last")])
+    with zipfile.ZipFile(HERE / "zip64.zip", "w", DEFLATED) as file:
+        with file.open("large", "w", force_zip64=True) as entry:
+            entry.write(TEXT)
+    archive("bomb.zip", [("small", b"small"), ("bomb", bytes(64 << 20), DEFLATED), ("other", b"other")])
+
+    work = HERE / "work"
+    work.mkdir()
+    (work / "deflated.txt").write_bytes(TEXT)
+    (work / "stored.txt").write_bytes(b"secret")
+    (work / "open.txt").write_bytes(b"open")
+    subprocess.run(["zip", "-q", "-X", "-P", "pass", "../secret.zip", "deflated.txt", "stored.txt"], cwd=work, check=True)
+    subprocess.run(["zip", "-q", "-X", "../secret.zip", "open.txt"], cwd=work, check=True)
+
+
+main()

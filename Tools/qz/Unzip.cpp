@@ -1,0 +1,110 @@
+// qz unzip: the files of an archive.
+#include <regex.h>
+
+#include <CLI/CLI.hpp>
+#include <vector>
+
+#include "Command.h"
+#include "PatternTime.h"
+#include "Platform/Foundation/NSError.h"
+#include "QZUtils/QZUnzip/QZUnzip.h"
+#include "Siblings/QZLog.h"
+
+namespace qz::tool {
+
+namespace {
+
+struct Options {
+    std::string archive;
+    std::string directory = ".";
+    bool keepsExisting = false;
+    std::string password;
+    std::string only;
+};
+
+/// Which entries are wanted, by a POSIX pattern as `qz cat --regex` takes it.
+class Selection {
+public:
+    explicit Selection(const std::string& pattern) {
+        const PatternTime limit;
+        if (::regcomp(&compiled_, pattern.c_str(), REG_NOSUB) != 0) {
+            throw Failure("\"" + pattern + "\" is no pattern", wrongUsage);
+        }
+    }
+    Selection(const Selection&) = delete;
+    Selection& operator=(const Selection&) = delete;
+    ~Selection() { ::regfree(&compiled_); }
+
+    std::optional<std::string> operator()(const std::string& name) {
+        const PatternTime limit;
+        if (::regexec(&compiled_, name.c_str(), 0, nullptr, 0) != 0) {
+            return std::nullopt;
+        }
+        isMatched_ = true;
+        return name;
+    }
+    [[nodiscard]] bool isMatched() const noexcept { return isMatched_; }
+
+private:
+    regex_t compiled_{};
+    bool isMatched_ = false;
+};
+
+/// The warnings that are logged as long as it lives: extraction goes on after a failure, and tells it there.
+class Warnings {
+public:
+    Warnings() {
+        sink_ = log_->addSink([this](const LogMessage& line) { texts_.emplace_back(line.text); },
+                              LogLevel::Warning);
+    }
+    Warnings(const Warnings&) = delete;
+    Warnings& operator=(const Warnings&) = delete;
+    ~Warnings() { log_->removeSink(sink_); }
+    [[nodiscard]] const std::vector<std::string>& texts() const noexcept { return texts_; }
+
+private:
+    const Ref<Logger> log_ = QZLog::sharedLog()->ddSyncLog();
+    std::vector<std::string> texts_;
+    LogSinkIdentifier sink_{};
+};
+
+void unzip(const Options& options) {
+    std::optional<Selection> selection;
+    QZUnzip::Filter filter;
+    if (!options.only.empty()) {
+        selection.emplace(options.only);
+        filter = [&](const std::string& name) { return (*selection)(name); };
+    }
+    const Warnings warnings;
+    Ref<NSError> error;
+    QZUnzip::unzipArchiveAtPathOverwrite(options.archive, options.directory, !options.keepsExisting,
+                                         options.password, filter, &error);
+    if (error) {
+        throw Failure("\"" + options.archive + "\": " + error->localizedDescription());
+    }
+    const auto& failures = warnings.texts();
+    if (!failures.empty()) {
+        throw Failure(failures.front() + (failures.size() == 1
+                                              ? ""
+                                              : " (and " + std::to_string(failures.size() - 1) + " more)"));
+    }
+    if (selection && !selection->isMatched()) {
+        throw Failure("no entry of \"" + options.archive + "\" matches \"" + options.only + "\"");
+    }
+}
+
+}  // namespace
+
+void addUnzip(CLI::App& program) {
+    auto* command = program.add_subcommand("unzip", "Extract the files of a zip archive");
+    const auto options = std::make_shared<Options>();
+    command->add_option("-d,--directory", options->directory, "Where they go")->capture_default_str();
+    command->add_flag("-n,--no-overwrite", options->keepsExisting, "Keep files that exist");
+    command->add_option("-P,--password", options->password, "The password of encrypted entries (ASCII)");
+    command->add_option("--only", options->only,
+                        "Extract those whose names this pattern (POSIX, basic) matches anywhere");
+    command->add_option("ARCHIVE", options->archive, "The archive")->required();
+    command->callback([options] { unzip(*options); });
+}
+
+}  // namespace qz::tool
