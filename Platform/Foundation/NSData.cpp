@@ -1,6 +1,9 @@
 #include "Platform/Foundation/NSData.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
 #include <string>
 
 #include "Platform/Foundation/NSData+Files.h"
@@ -12,6 +15,14 @@ namespace qz {
 namespace internal {
 
 namespace {
+
+/// The bytes, with their block in the size that is asked for. The C library moves the pages of a large block
+/// to where they have room, where operator new could only copy them.
+std::byte* reallocated(std::byte* bytes, std::size_t size) {
+    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): see above
+    auto* moved = static_cast<std::byte*>(std::realloc(bytes, std::max(size, std::size_t{1})));
+    return moved ? moved : throw std::bad_alloc();
+}
 
 std::string_view textOf(const DataStorage& storage) {
     return {reinterpret_cast<const char*>(storage.bytes.get()), storage.size};
@@ -34,6 +45,16 @@ std::string describe(const DataStorage& storage) {
 }
 
 }  // namespace
+
+DataStorage::DataStorage(std::size_t capacity)
+    : size(capacity), bytes(reallocated(nullptr, capacity), &std::free) {}
+
+void DataStorage::resize(std::size_t newSize) {
+    auto* moved = reallocated(bytes.get(), newSize);
+    static_cast<void>(bytes.release());
+    bytes.reset(moved);
+    size = newSize;
+}
 
 QZ_DEFINE_CLASS_NAMED(DataStorage, "NSData", cls) {
     cls.method("description", &describe);
@@ -75,6 +96,10 @@ std::span<std::byte> NSData::writable() noexcept {
 
 void NSData::shrink(std::size_t size) {
     storage_->size = std::min(size, storage_->size);
+}
+
+void NSData::resize(std::size_t size) {
+    storage_->resize(size);
 }
 
 std::span<const std::byte> NSData::bytes() const noexcept {

@@ -32,6 +32,23 @@ public:
         data.shrink(std::forward<F>(fill)(data.writable()));
         return data;
     }
+    /// A buffer whose size shows as it is filled. `fill` is called with room for more, `capacity` bytes at
+    /// first, and returns how many of them it has filled; the first time that it leaves some ends it. Large
+    /// buffers grow without being copied, and what is left over is returned. Throws std::bad_alloc.
+    template <class F>
+    [[nodiscard]] static NSData dataByFilling(std::size_t capacity, F&& fill) {
+        auto data = NSData(uninitialised(capacity));
+        std::size_t size = 0;
+        for (;;) {
+            size += fill(data.writable().subspan(size));
+            if (size < capacity) {
+                data.resize(size);
+                return data;
+            }
+            capacity *= 2;
+            data.resize(capacity);
+        }
+    }
 
     [[nodiscard]] std::span<const std::byte> bytes() const noexcept;
     operator std::span<const std::byte>() const noexcept { return bytes(); }
@@ -53,6 +70,7 @@ private:
     [[nodiscard]] static Ref<internal::DataStorage> uninitialised(std::size_t size);
     [[nodiscard]] std::span<std::byte> writable() noexcept;
     void shrink(std::size_t size);
+    void resize(std::size_t size);
 
     Ref<internal::DataStorage> storage_;  // null when empty
 };

@@ -10,6 +10,7 @@ import sys
 import tempfile
 import unittest
 import zipfile
+import zlib
 
 QZ = sys.argv.pop(1)
 
@@ -161,6 +162,31 @@ class Commands(unittest.TestCase):
             self.assertEqual(self.run_qz("unzip", "-n", "--only", "pages", "-d", str(to), str(archive))[0], 0)
             self.assertEqual((to / "pages/1.txt").read_text(), "mine")
             self.assertEqual((to / "pages/2.txt").read_bytes(), b"\0two")
+    def test_inflates(self):
+        deflate = zlib.compressobj(wbits=-15)
+        given = deflate.compress(b"page " * 5000) + deflate.flush()
+        self.assertEqual(self.run_qz("inflate", given=given), (0, b"page " * 5000, ""))
+        self.assertEqual(self.run_qz("inflate"), (0, b"", ""))
+        self.assertEqual(self.run_qz("inflate", given=given[:-3]),
+                         (1, b"", "qz: this cannot be inflated: unexpected end of data\n"))
+
+    def test_zips_files_or_one_directory(self):
+        with tempfile.TemporaryDirectory() as name:
+            place = pathlib.Path(name)
+            (place / "issue" / "pages").mkdir(parents=True)
+            page = place / "issue" / "pages" / "1.txt"
+            page.write_text("page")
+            archive = place / "a.zip"
+            for paths, status, line, names in (
+                    ((place / "issue",), 0, "", ["pages/1.txt"]),
+                    ((page, page.parent), 2, "is a directory", ["pages/1.txt"]),
+                    ((page,), 0, "", ["1.txt"]),
+                    ((place / "missing", page), 1, "missing", ["1.txt"])):
+                result = self.run_qz("zip", archive, *paths)
+                self.assertEqual(result[0], status)
+                self.assertIn(line, result[2])
+                with zipfile.ZipFile(archive) as stored:
+                    self.assertEqual((stored.namelist(), stored.testzip()), (names, None))
 
 
 if __name__ == "__main__":

@@ -40,9 +40,11 @@ void addCat(CLI::App& program);
 void addCiphers(CLI::App& program);
 void addDigest(CLI::App& program);
 void addFetch(CLI::App& program);
+void addInflate(CLI::App& program);
 void addLocalize(CLI::App& program);
 void addPlist(CLI::App& program);
 void addSqlite(CLI::App& program);
 void addUnzip(CLI::App& program);
+void addZip(CLI::App& program);
 
 }  // namespace qz::tool

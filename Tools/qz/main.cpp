@@ -21,10 +21,12 @@ int main(int argc, char** argv) {
     qz::tool::addCiphers(program);
     qz::tool::addDigest(program);
     qz::tool::addFetch(program);
+    qz::tool::addInflate(program);
     qz::tool::addLocalize(program);
     qz::tool::addPlist(program);
     qz::tool::addSqlite(program);
     qz::tool::addUnzip(program);
+    qz::tool::addZip(program);
     try {
         program.parse(argc, argv);
         return qz::tool::success;

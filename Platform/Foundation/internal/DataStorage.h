@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
 
 #include "Platform/Foundation/NSData.h"
@@ -15,12 +16,14 @@ public:
     /// The buffer of which this is the storage.
     [[nodiscard]] NSData data() const { return *Boxing<NSData>::unbox(*this); }
 
+    /// Gives the buffer another size; what is new in it is uninitialised. For whoever fills it.
+    void resize(std::size_t newSize);
+
     std::size_t size;
-    std::unique_ptr<std::byte[]> bytes;
+    std::unique_ptr<std::byte[], decltype(&std::free)> bytes;
 
 protected:
-    explicit DataStorage(std::size_t capacity)
-        : size(capacity), bytes(std::make_unique_for_overwrite<std::byte[]>(capacity)) {}
+    explicit DataStorage(std::size_t capacity);
 };
 
 }  // namespace qz::internal
