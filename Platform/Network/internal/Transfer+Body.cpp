@@ -31,7 +31,7 @@ std::size_t Transfer::writeCallback(char* bytes, std::size_t size, std::size_t c
 /// How many bytes were taken: fewer stop the transfer.
 std::size_t Transfer::takeBody(std::span<const std::byte> bytes) {
     lastActivity_ = Clock::now();
-    if (awaitsDisposition_ || isSuspended_) {
+    if (awaitsDelegate_ || isSuspended_) {
         isPaused_ = true;
         return CURL_WRITEFUNC_PAUSE;
     }
@@ -112,7 +112,7 @@ void Transfer::reportProgress() {
 
 /// Lets libcurl read on unless something speaks against it.
 void Transfer::updatePause() {
-    if (!isPaused_ || isSuspended_ || awaitsDisposition_ || phase_ != Phase::Admitted) {
+    if (!isPaused_ || isSuspended_ || awaitsDelegate_ || phase_ != Phase::Admitted) {
         return;
     }
     {

@@ -190,10 +190,13 @@ bool Transfer::judgeDownload(const NSURLResponse& response, int status) {
     }
     isAccepted_ = true;
     if (resumeData_) {
-        session_->deliver([session = session_, task = downloadTask(),
+        // The body waits: the delegate may find that this is another file, and cancel.
+        awaitsDelegate_ = true;
+        session_->deliver([self = shared_from_this(), session = session_, task = downloadTask(),
                            offset = static_cast<std::int64_t>(requestedOffset_),
                            total = expectedLength_](const Ref<Object>& delegate) {
             tell(delegate, didResumeAtOffset, session, task, offset, total);
+            NetworkThread::shared().perform([self] { self->goOn(); });
         });
     }
     return true;
@@ -226,7 +229,7 @@ void Transfer::forgetRecord() {
 // Its disposition.
 
 void Transfer::askForDisposition(const Ref<NSURLResponse>& response) {
-    awaitsDisposition_ = true;
+    awaitsDelegate_ = true;
     session_->deliver([self = shared_from_this(), session = session_,
                        task = std::static_pointer_cast<NSURLSessionDataTask>(task_),
                        response](const Ref<Object>& delegate) {
@@ -249,13 +252,21 @@ void Transfer::answer(NSURLSessionResponseDisposition disposition) {
     if (phase_ == Phase::Ended) {
         return;
     }
-    awaitsDisposition_ = false;
     if (disposition == NSURLSessionResponseCancel) {
         end(loadError(NSURLErrorCancelled, "cancelled", url()));
         return;
     }
     if (disposition == NSURLSessionResponseBecomeDownload && !becomeDownload()) {
         end(refusal_);
+        return;
+    }
+    goOn();
+}
+
+/// After the delegate: with the body, or with the end that came meanwhile.
+void Transfer::goOn() {
+    awaitsDelegate_ = false;
+    if (phase_ == Phase::Ended) {
         return;
     }
     if (heldResult_) {

@@ -121,7 +121,7 @@ void Transfer::checkTime() {
         return;
     }
     const auto now = Clock::now();
-    if (isPaused_ || isSuspended_ || awaitsDisposition_) {
+    if (isPaused_ || isSuspended_ || awaitsDelegate_) {
         lastActivity_ = now;
     } else if (now - lastActivity_ > idleLimit_) {
         end(loadError(NSURLErrorTimedOut, "the server did not answer in time", url()));
@@ -136,7 +136,7 @@ void Transfer::ended(CURLcode result) {
     if (phase_ == Phase::Ended) {
         return;
     }
-    if (awaitsDisposition_) {
+    if (awaitsDelegate_) {
         heldResult_ = result;
         return;
     }

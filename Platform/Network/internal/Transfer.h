@@ -96,6 +96,7 @@ private:
     void askForDisposition(const Ref<NSURLResponse>& response);
     void answer(NSURLSessionResponseDisposition disposition);
     [[nodiscard]] bool becomeDownload();
+    void goOn();
     void updatePause();
 
     void openSource();
@@ -121,7 +122,7 @@ private:
     bool isDownload_;
     bool isSuspended_ = false;
     bool isPaused_ = false;               // what libcurl was told
-    bool awaitsDisposition_ = false;      // the delegate has the response
+    bool awaitsDelegate_ = false;         // it has the response, or where the task goes on
     std::optional<CURLcode> heldResult_;  // came while it had
     bool hasResponse_ = false;
     bool isAccepted_ = false;       // the body is what a download task wants
