@@ -19,7 +19,6 @@ namespace qz::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 class Unzip : public ArchiveTest {
