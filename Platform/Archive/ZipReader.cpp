@@ -13,6 +13,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 #include "Platform/Archive/TraditionalCipher.h"
@@ -58,6 +59,11 @@ public:
         return true;
     }
     [[nodiscard]] std::uint64_t fileSize() const noexcept { return fileSize_; }
+    /// How many bytes there were. minizip says where before each of its own reads.
+    [[nodiscard]] std::size_t readAt(std::uint64_t position, std::span<std::byte> buffer) noexcept {
+        position_ = position;
+        return read(buffer.data(), buffer.size());
+    }
 
     [[nodiscard]] zlib_filefunc64_def functions() noexcept {
         zlib_filefunc64_def functions{};
@@ -131,10 +137,11 @@ private:
         const auto base = origin == ZLIB_FILEFUNC_SEEK_CUR   ? position_
                           : origin == ZLIB_FILEFUNC_SEEK_END ? fileSize_ + shift_
                                                              : 0;
-        if (offset > static_cast<std::uint64_t>(INT64_MAX) - base) {
+        const auto position = base + offset;  // minizip goes back by wrapping round
+        if (position > static_cast<std::uint64_t>(INT64_MAX)) {
             return -1;
         }
-        position_ = base + offset;
+        position_ = position;
         return 0;
     }
 
@@ -148,31 +155,25 @@ private:
     std::array<std::byte, std::size_t{16} * 1024> window_{};
 };
 
-/// The contents of an entry that is enciphered in the traditional way, from its raw bytes.
-class ZipReader::Decipherer {
+/// The contents of an entry that minizip does not read: one that is enciphered, or of 4 GiB and more.
+class ZipReader::Contents {
 public:
-    Decipherer(unzFile handle, std::string_view password, const unz_file_info64& info)
-        : handle_(handle),
-          cipher_(password),
+    /// The raw bytes start at `position`.
+    Contents(Stream& stream, std::uint64_t position, const unz_file_info64& info)
+        : stream_(stream),
+          position_(position),
+          remainingRaw_(info.compressed_size),
           isDeflated_(info.compression_method == Z_DEFLATED),
           statedCRC_(static_cast<std::uint32_t>(info.crc)),
           remaining_(info.uncompressed_size) {}
-    Decipherer(const Decipherer&) = delete;
-    Decipherer& operator=(const Decipherer&) = delete;
-    ~Decipherer() { ::inflateEnd(&inflation_); }
+    Contents(const Contents&) = delete;
+    Contents& operator=(const Contents&) = delete;
+    ~Contents() { ::inflateEnd(&inflation_); }
 
-    [[nodiscard]] int start() {
-        // The header is there to make equal texts differ. What it says of the password is one byte, and less
-        // than the check sum says in the end.
-        std::array<std::byte, TraditionalCipher::headerSize> header;
-        for (std::size_t done = 0; done < header.size();) {
-            const auto count = readRaw(std::span(header).subspan(done));
-            if (count <= 0) {
-                return count < 0 ? count : ZipStatus::badArchive;
-            }
-            done += static_cast<std::size_t>(count);
-        }
-        return isDeflated_ ? ::inflateInit2(&inflation_, -MAX_WBITS) : Z_OK;
+    /// A status. An empty password is none.
+    [[nodiscard]] int start(std::string_view password) {
+        const int status = password.empty() ? ZipStatus::ok : startDeciphering(password);
+        return status == ZipStatus::ok && isDeflated_ ? ::inflateInit2(&inflation_, -MAX_WBITS) : status;
     }
     [[nodiscard]] std::int64_t read(std::span<std::byte> buffer) {
         buffer = buffer.first(static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), remaining_)));
@@ -189,12 +190,27 @@ public:
     }
 
 private:
-    [[nodiscard]] int readRaw(std::span<std::byte> buffer) {
-        const int count = ::unzReadCurrentFile(handle_, buffer.data(), static_cast<unsigned>(buffer.size()));
-        if (count > 0) {
-            cipher_.decipher(buffer.first(static_cast<std::size_t>(count)));
+    [[nodiscard]] int startDeciphering(std::string_view password) {
+        // The header is there to make equal texts differ. What it says of the password is one byte, and less
+        // than the check sum says in the end.
+        cipher_.emplace(password);
+        std::array<std::byte, TraditionalCipher::headerSize> header;
+        const bool isWhole = readRaw(header) == static_cast<std::int64_t>(header.size());
+        return isWhole ? ZipStatus::ok : ZipStatus::badArchive;
+    }
+    [[nodiscard]] std::int64_t readRaw(std::span<std::byte> buffer) {
+        buffer =
+            buffer.first(static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), remainingRaw_)));
+        const auto count = stream_.readAt(position_, buffer);
+        if (count < buffer.size()) {
+            return ZipStatus::ioError;
         }
-        return count;
+        position_ += count;
+        remainingRaw_ -= count;
+        if (cipher_) {
+            cipher_->decipher(buffer);
+        }
+        return static_cast<std::int64_t>(count);
     }
     [[nodiscard]] std::int64_t inflate(std::span<std::byte> buffer) {
         inflation_.next_out = reinterpret_cast<Bytef*>(buffer.data());
@@ -202,7 +218,7 @@ private:
         int status = Z_OK;
         while (status == Z_OK && inflation_.avail_out != 0) {
             if (inflation_.avail_in == 0) {
-                const int count = readRaw(input_);
+                const auto count = readRaw(input_);
                 if (count < 0) {
                     return count;
                 }
@@ -215,8 +231,10 @@ private:
         return count > 0 || status == Z_STREAM_END ? count : status;
     }
 
-    unzFile handle_;
-    TraditionalCipher cipher_;
+    Stream& stream_;
+    std::uint64_t position_;
+    std::uint64_t remainingRaw_;
+    std::optional<TraditionalCipher> cipher_;
     bool isDeflated_;
     z_stream inflation_{};
     std::array<std::byte, std::size_t{16} * 1024> input_{};
@@ -229,10 +247,100 @@ struct ZipReader::State {
     Stream stream;
     unzFile handle = nullptr;
     // The open entry.
-    std::unique_ptr<Decipherer> decipherer;
+    std::unique_ptr<Contents> contents;  // null where minizip reads
     std::uint64_t remaining = 0;
     int readStatus = ZipStatus::ok;
+
+    /// What of an entry does not fit 32 bits.
+    struct Wide {
+        bool isUsed = false;
+        std::optional<std::uint64_t> offset;  // of its header
+    };
+    /// The current entry's information, with the sizes that do not fit 32 bits.
+    [[nodiscard]] int information(unz_file_info64& info, Wide& wide) const;
+    /// Where the raw bytes of the current entry start: a status.
+    [[nodiscard]] int findRaw(const std::optional<std::uint64_t>& offset, std::uint64_t& position);
 };
+
+namespace {
+
+constexpr std::uint64_t elsewhere = 0xffffffff;  // in place of a number that stands in the ZIP64 field
+
+std::uint64_t littleEndian(std::span<const std::byte> bytes) noexcept {
+    std::uint64_t value = 0;
+    for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte) {
+        value = value << 8U | std::to_integer<std::uint64_t>(*byte);
+    }
+    return value;
+}
+
+/// The extra field of this kind, if there is one.
+std::span<const std::byte> extraField(std::span<const std::byte> extra, std::uint64_t kind) noexcept {
+    while (extra.size() >= 4) {
+        const auto size = static_cast<std::size_t>(littleEndian(extra.subspan(2, 2)));
+        const auto content = extra.subspan(4, std::min(size, extra.size() - 4));
+        if (littleEndian(extra.first(2)) == kind) {
+            return content;
+        }
+        extra = extra.subspan(4 + content.size());
+    }
+    return {};
+}
+
+}  // namespace
+
+int ZipReader::State::information(unz_file_info64& info, Wide& wide) const {
+    if (::unzGetOffset64(handle) == 0) {
+        return ZipStatus::parameterError;
+    }
+    int status = ::unzGetCurrentFileInfo64(handle, &info, nullptr, 0, nullptr, 0, nullptr, 0);
+    if (status != UNZ_OK || info.size_file_extra == 0) {
+        return status;
+    }
+    std::vector<std::byte> extra(info.size_file_extra);
+    status = ::unzGetCurrentFileInfo64(handle, &info, nullptr, 0, extra.data(), extra.size(), nullptr, 0);
+    // minizip compares with a number of 64 bits where it looks for this field, and never finds it. What
+    // stands in it, in this order, is what did not fit: APPNOTE.TXT 6.3.10, section 4.5.3.
+    constexpr std::uint64_t zip64 = 1;
+    auto field = extraField(extra, zip64);
+    const auto next = [&] {
+        const auto value = littleEndian(field.first(8));
+        field = field.subspan(8);
+        wide.isUsed = true;
+        return value;
+    };
+    if (info.uncompressed_size == elsewhere && field.size() >= 8) {
+        info.uncompressed_size = next();
+    }
+    if (info.compressed_size == elsewhere && field.size() >= 8) {
+        info.compressed_size = next();
+    }
+    // Some write a field where nothing needs one.
+    if (field.size() >= 8 && littleEndian(field.first(8)) >= elsewhere) {
+        wide.offset = next();
+    }
+    return status;
+}
+
+int ZipReader::State::findRaw(const std::optional<std::uint64_t>& offset, std::uint64_t& position) {
+    if (offset) {
+        constexpr std::size_t headerSize = 30;
+        std::array<std::byte, headerSize> header{};
+        if (*offset >= stream.fileSize() || stream.readAt(*offset, header) != header.size() ||
+            std::memcmp(header.data(), "PK\3\4", 4) != 0) {
+            return ZipStatus::badArchive;
+        }
+        const std::span<const std::byte> bytes(header);
+        position =
+            *offset + headerSize + littleEndian(bytes.subspan(26, 2)) + littleEndian(bytes.subspan(28, 2));
+        return ZipStatus::ok;
+    }
+    constexpr int raw = 1;
+    int method = 0;
+    const int status = ::unzOpenCurrentFile2(handle, &method, nullptr, raw);
+    position = status == UNZ_OK ? ::unzGetCurrentFileZStreamPos64(handle) : 0;
+    return status;
+}
 
 ZipReader::ZipReader() : state_(std::make_unique<State>()) {}
 
@@ -281,23 +389,15 @@ int ZipReader::locate(const std::string& name) {
 }
 
 int ZipReader::entry(ZipEntry& entry) const {
-    if (::unzGetOffset64(state_->handle) == 0) {
-        return ZipStatus::parameterError;
-    }
     unz_file_info64 info{};
-    std::array<char, 512> name;
-    int status =
-        ::unzGetCurrentFileInfo64(state_->handle, &info, name.data(), name.size(), nullptr, 0, nullptr, 0);
-    if (status != UNZ_OK) {
+    State::Wide wide;
+    int status = state_->information(info, wide);
+    if (status != ZipStatus::ok) {
         return status;
     }
-    if (info.size_filename <= name.size()) {
-        entry.name.assign(name.data(), info.size_filename);
-    } else {
-        entry.name.resize(info.size_filename);
-        status = ::unzGetCurrentFileInfo64(state_->handle, &info, entry.name.data(), entry.name.size(),
-                                           nullptr, 0, nullptr, 0);
-    }
+    entry.name.resize(info.size_filename);
+    status = ::unzGetCurrentFileInfo64(state_->handle, nullptr, entry.name.data(), entry.name.size(), nullptr,
+                                       0, nullptr, 0);
     const auto narrow = [](uLong value) { return static_cast<std::uint32_t>(value); };
     entry.versionMadeBy = narrow(info.version);
     entry.versionNeeded = narrow(info.version_needed);
@@ -324,32 +424,33 @@ std::uint64_t ZipReader::plausibleSize(const ZipEntry& entry) const noexcept {
 
 int ZipReader::openEntry(Text password) {
     unz_file_info64 info{};
-    if (::unzGetOffset64(state_->handle) == 0) {
-        return ZipStatus::parameterError;
-    }
-    int status = ::unzGetCurrentFileInfo64(state_->handle, &info, nullptr, 0, nullptr, 0, nullptr, 0);
-    if (status != UNZ_OK) {
+    State::Wide wide;
+    int status = state_->information(info, wide);
+    if (status != ZipStatus::ok) {
         return status;
     }
-    state_->decipherer.reset();
+    state_->contents.reset();
     state_->remaining = info.uncompressed_size;
     state_->readStatus = ZipStatus::ok;
-    if ((info.flag & 1U) == 0 || password.view().empty()) {
+    const bool isDeciphered = (info.flag & 1U) != 0 && !password.view().empty();
+    if (!isDeciphered && !wide.isUsed) {
         return ::unzOpenCurrentFile(state_->handle);
     }
-    constexpr int raw = 1;
-    int method = 0;
-    status = ::unzOpenCurrentFile2(state_->handle, &method, nullptr, raw);
-    if (status == UNZ_OK) {
-        state_->decipherer = std::make_unique<Decipherer>(state_->handle, password.view(), info);
-        state_->readStatus = state_->decipherer->start();
+    if (info.compression_method != 0 && info.compression_method != Z_DEFLATED) {
+        return ZipStatus::badArchive;
+    }
+    std::uint64_t position = 0;
+    status = state_->findRaw(wide.offset, position);
+    if (status == ZipStatus::ok) {
+        state_->contents = std::make_unique<Contents>(state_->stream, position, info);
+        state_->readStatus = state_->contents->start(isDeciphered ? password.view() : std::string_view());
     }
     return status;
 }
 
 std::int64_t ZipReader::readPart(std::span<std::byte> buffer) {
-    return state_->decipherer
-               ? state_->decipherer->read(buffer)
+    return state_->contents
+               ? state_->contents->read(buffer)
                : ::unzReadCurrentFile(state_->handle, buffer.data(), static_cast<unsigned>(buffer.size()));
 }
 
@@ -390,11 +491,11 @@ int ZipReader::closeEntry() {
 
 int ZipReader::closeEntryForgivingly() {
     const int status = ::unzCloseCurrentFile(state_->handle);
-    const auto decipherer = std::move(state_->decipherer);
-    if (status != UNZ_OK || !decipherer) {
+    const auto contents = std::move(state_->contents);
+    if (!contents) {
         return status;
     }
-    return state_->readStatus < 0 ? state_->readStatus : decipherer->status();
+    return state_->readStatus < 0 ? state_->readStatus : contents->status();
 }
 
 }  // namespace qz::internal

@@ -11,8 +11,8 @@
 //         }
 //     }
 //
-// Stored and deflated entries are read, also those above 4 GiB, and those enciphered in the traditional way,
-// which the packaged minizip refuses. An archive without entries opens, and has no first entry.
+// Stored and deflated entries are read, also those above 4 GiB and those enciphered in the traditional way,
+// both of which the packaged minizip cannot read. An archive without entries opens, and has no first entry.
 //
 // Archives may be hostile: memory stays the same whatever they say, and sizes are statements, not facts.
 // plausibleSize() is what may be taken memory for. One thread at a time uses a reader.
@@ -117,7 +117,7 @@ public:
 
 private:
     class Stream;
-    class Decipherer;
+    class Contents;
     struct State;
 
     [[nodiscard]] std::int64_t readPart(std::span<std::byte> buffer);

@@ -78,6 +78,19 @@ def main():
     with zipfile.ZipFile(HERE / "zip64.zip", "w", DEFLATED) as file:
         with file.open("large", "w", force_zip64=True) as entry:
             entry.write(TEXT)
+    # Sizes stand in the ZIP64 field, as those of 4 GiB and more do; so they are here, where they are small.
+    archive("plain64.zip", [("large", TEXT, DEFLATED), ("after", b"after")])
+    data = (HERE / "plain64.zip").read_bytes()
+    with zipfile.ZipFile(HERE / "plain64.zip") as file:
+        large, start = file.getinfo("large"), file.start_dir
+    field = struct.pack("<HHQQ", 1, 16, large.file_size, large.compress_size)
+    header = bytearray(data[start:start + 46])
+    header[20:28], header[30:32] = b"\xff" * 8, struct.pack("<H", len(field))
+    end = bytearray(data[-22:])
+    end[12:16] = struct.pack("<I", len(data) - 22 - start + len(field))
+    local = bytearray(data[:start])
+    local[18:26] = b"\xff" * 8
+    (HERE / "large.zip").write_bytes(local + header + b"large" + field + data[start + 51:-22] + end)
     archive("bomb.zip", [("small", b"small"), ("bomb", bytes(64 << 20), DEFLATED), ("other", b"other")])
 
     work = HERE / "work"
