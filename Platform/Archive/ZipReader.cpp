@@ -268,8 +268,10 @@ constexpr std::uint64_t elsewhere = 0xffffffff;  // in place of a number that st
 
 std::uint64_t littleEndian(std::span<const std::byte> bytes) noexcept {
     std::uint64_t value = 0;
-    for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte) {
-        value = value << 8U | std::to_integer<std::uint64_t>(*byte);
+    unsigned shift = 0;
+    for (const auto byte : bytes) {
+        value |= std::to_integer<std::uint64_t>(byte) << shift;
+        shift += 8;
     }
     return value;
 }
