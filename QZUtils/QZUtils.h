@@ -13,6 +13,7 @@
 #include "QZUtils/Concurrency/Synchronizer.h"
 #include "QZUtils/Crypto/CCCryptorAES256.h"
 #include "QZUtils/Crypto/RC4.h"
+#include "QZUtils/Delivery/QZDelivery.h"
 #include "QZUtils/Device/QZLocalizedString.h"
 #include "QZUtils/Device/QZNSBundle.h"
 #include "QZUtils/Diagnostics/Log.h"

@@ -231,17 +231,35 @@ bool QZUnzip::unzipArchiveAtPath(std::string_view path, std::string_view toDesti
 bool QZUnzip::unzipArchiveAtPathOverwrite(std::string_view path, std::string_view toDestination,
                                           bool overwrite, Text password, const Filter& filter,
                                           Ref<NSError>* error) {
+    const auto outcome = unzip({.archive = std::string(path),
+                                .directory = std::string(toDestination),
+                                .overwrite = overwrite,
+                                .password = password.toString().value_or(""),
+                                .filter = filter});
+    if (outcome.error && error != nullptr) {
+        *error = outcome.error;
+    }
+    return outcome.files > 0;
+}
+
+QZUnzip::Outcome QZUnzip::unzip(const Extraction& extraction) {
+    Outcome outcome;
     ZipReader archive;
-    if (!archive.open(std::string(path))) {
-        fail(cannotOpenArchive, "QZ.iPad.CannotOpenFile", error);
-        return false;
+    if (!archive.open(extraction.archive)) {
+        fail(cannotOpenArchive, "QZ.iPad.CannotOpenFile", &outcome.error);
+        return outcome;
     }
-    internal::DirectoryExtraction extraction(archive, std::string(toDestination), overwrite,
-                                             asciiPassword(password), filter);
-    for (int status = archive.goToFirst(); status == ZipStatus::ok; status = archive.goToNext()) {
-        extraction.extractEntry();
+    internal::DirectoryExtraction walk(archive, extraction.directory, extraction.overwrite,
+                                       asciiPassword(extraction.password), extraction.filter);
+    int status = archive.goToFirst();
+    while (status == ZipStatus::ok && !extraction.stop.stop_requested()) {
+        walk.extractEntry();
+        status = archive.goToNext();
     }
-    return extraction.hasExtractedFile();
+    outcome.hasReachedEnd = status == ZipStatus::endOfList;
+    outcome.files = walk.extractedFiles();
+    outcome.warnings = std::move(walk.warnings());
+    return outcome;
 }
 
 void QZUnzip::extractFiles(std::string_view path, const Ref<NSMutableDictionary>& dst) {

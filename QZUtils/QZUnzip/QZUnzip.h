@@ -71,6 +71,26 @@ public:
                                             bool overwrite, Text password, const Filter& filter,
                                             Ref<NSError>* error);
 
+    /// The same with more to say and more to tell.
+    struct Extraction {
+        std::string archive = {};
+        std::string directory = {};
+        bool overwrite = true;
+        std::string password = {};  // empty: none
+        Filter filter = {};         // empty: all entries, under their names
+        std::stop_token stop = {};  // looked at before each entry
+    };
+    struct Outcome {
+        std::uint64_t files = 0;            // extracted whole
+        std::vector<std::string> warnings;  // the lines logged for others, at most 1,000
+        Ref<NSError> error;                 // the archive cannot be opened
+        bool hasReachedEnd = false;         // not stopped, and the list of entries is whole
+        /// Every entry that the filter let pass is in its place.
+        [[nodiscard]] bool isComplete() const noexcept { return hasReachedEnd && warnings.empty(); }
+    };
+    ///     const auto outcome = QZUnzip::unzip({.archive = "issue.zip", .directory = "issue"});
+    [[nodiscard]] static Outcome unzip(const Extraction& extraction);
+
     // To memory.
 
     /// Stores every file's contents in a tree of mutable dictionaries, one for each directory of its name.

@@ -16,6 +16,7 @@ import tempfile
 import threading
 import time
 import unittest
+import zipfile
 
 QZ = sys.argv.pop(1)
 BODY = random.Random(7).randbytes(3_000_000)
@@ -119,7 +120,7 @@ class Fetch(unittest.TestCase):
         self.scratch.cleanup()
 
     def start(self, *arguments):
-        return subprocess.Popen([QZ, "fetch", *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+        return subprocess.Popen([QZ, "fetch", "--quiet", *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                                 env=self.environment, cwd=self.directory)
 
     def fetch(self, *arguments, status=0):
@@ -147,7 +148,7 @@ class Fetch(unittest.TestCase):
         with faulty_server() as (_, url):
             for arguments, status, line in (
                     ((f"{url}/missing",), 1, "not found"),
-                    ((f"{url}/empty",), 1, "the server's file is empty"),
+                    ((f"{url}/empty",), 1, "The file on the server is empty."),
                     (("--no-resume", f"{url}/half"), 1, "transfer closed"),
                     (("nonsense",), 2, '"nonsense" is not a URL'),
                     (("ftp://localhost/a",), 2, "is not a URL that can be fetched")):
@@ -190,6 +191,46 @@ class Fetch(unittest.TestCase):
                     self.assertEqual(server.asked, [("/whole", f"bytes={HALF}-")])
                 self.expect_file()
                 self.file.unlink()
+
+    def test_extracts_what_it_fetched(self):
+        with nginx(self.directory) as (plain, _), zipfile.ZipFile(self.directory / "www/issue", "w") as package:
+            package.writestr("pages/1.txt", "the first page")
+            package.writestr("cover", BODY)
+            package.close()
+            url, folder = plain.removesuffix("file") + "issue", self.directory / "issue"
+            length = ("--length", str((self.directory / "www/issue").stat().st_size))
+            said = json.loads(self.fetch("--json", *length, "--extract", folder, url))
+            self.assertEqual((said["directory"], said["url"]), (str(folder), url))
+            self.expect_file(folder / "cover")
+            self.assertEqual((folder / "pages/1.txt").read_text(), "the first page")
+            (folder / "cover").unlink()
+            self.fetch(*length, "--extract", folder, "http://127.0.0.1:1/")  # the package is there
+            self.expect_file(folder / "cover")
+            damaged = bytearray(self.file.read_bytes())
+            damaged[len(damaged) // 2] ^= 1
+            self.file.write_bytes(damaged)
+            self.assertIn("Unable to unpack: ", self.fetch(*length, "--extract", folder, "http://127.0.0.1:1/", status=1))
+            self.assertIn("archive cannot be opened", self.fetch("--extract", folder, plain, status=1))
+
+    def test_draws_a_bar_on_a_terminal(self):
+        for color in ({}, {"NO_COLOR": "1"}):
+            terminal, other_end = os.openpty()
+            with faulty_server() as (server, url), open(terminal, "rb", buffering=0) as shown:
+                process = subprocess.Popen([QZ, "fetch", "-o", self.file, f"{url}/slow"], stderr=other_end,
+                                           env=self.environment | {"TERM": "xterm", "COLUMNS": "80"} | color)
+                os.close(other_end)
+                drawn = b""
+                while b" 50%" not in drawn:
+                    drawn += shown.read(4096)
+                process.send_signal(signal.SIGINT)
+                with contextlib.suppress(OSError):  # the end of a terminal whose other end is closed
+                    while more := shown.read(4096):
+                        drawn += more
+                self.assertEqual(process.wait(), 130)
+            self.assertIn(b"[", drawn)
+            self.assertIn(b" of 3.0 MB", drawn)
+            self.assertEqual(b"\033[32m" in drawn, not color)
+            self.assertTrue(drawn.endswith(b"the same command goes on from %d bytes\r\n" % HALF), drawn)
 
     def test_fetches_from_an_ordinary_server(self):
         with nginx(self.directory) as (plain, encrypted):

@@ -7,16 +7,21 @@
 #include <filesystem>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <stop_token>
 #include <thread>
 
 #include "Command.h"
 #include "Platform/Dispatch/DispatchQueue.h"
-#include "Platform/Dispatch/NSRunLoop.h"
 #include "Platform/Foundation/Format.h"
+#include "Platform/Foundation/NSArray.h"
+#include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Foundation/NSError.h"
+#include "Platform/Foundation/NSProgress.h"
 #include "Platform/Foundation/NSURL.h"
+#include "QZUtils/Delivery/QZDelivery.h"
 #include "QZUtils/Download/QZDownload.h"
-#include "QZUtils/Observation/QZKeyPathBlockObserver.h"
+#include "Terminal.h"
 
 namespace qz::tool {
 
@@ -24,6 +29,8 @@ namespace {
 
 struct Options {
     std::string output;
+    std::string directory;
+    std::string password;
     std::vector<std::string> urls;
     std::int64_t length = -1;
     bool keepsNothing = false;
@@ -61,34 +68,6 @@ private:
     }
 };
 
-/// One line on standard error that is written over and over, if that is a terminal.
-class ProgressLine {
-public:
-    explicit ProgressLine(bool isWanted) : isShown_(isWanted && ::isatty(STDERR_FILENO) == 1) {}
-    ~ProgressLine() {
-        if (isShown_ && width_ != 0) {
-            std::cerr << '\r' << std::string(width_, ' ') << '\r' << std::flush;
-        }
-    }
-    ProgressLine(const ProgressLine&) = delete;
-    ProgressLine& operator=(const ProgressLine&) = delete;
-
-    void show(const NSProgress& progress) {
-        if (!isShown_) {
-            return;
-        }
-        const auto line = stringWithFormat("%3.0f%%  %@", 100 * progress.fractionCompleted(),
-                                           progress.localizedAdditionalDescription());
-        const auto width = std::max(width_, line.size());
-        std::cerr << '\r' << line << std::string(width - line.size(), ' ') << std::flush;
-        width_ = width;
-    }
-
-private:
-    const bool isShown_;
-    std::size_t width_ = 0;
-};
-
 Ref<NSURL> loadableURL(const std::string& text) {
     auto url = NSURL::URLWithString(text);
     const auto scheme = url ? url->scheme().value_or("") : "";
@@ -98,27 +77,25 @@ Ref<NSURL> loadableURL(const std::string& text) {
     return url;
 }
 
-std::string sizeOf(std::uint64_t bytes) {
-    return stringWithFormat("%llu bytes", bytes);
-}
-
-/// Why the download ended without a word, which its contract allows.
-std::string reasonOfSilence(const QZDownload& download) {
-    if (download.fileLength() == 0) {
-        return "the server's file is empty";
-    }
-    return "the transfer ended before the file was complete (" + sizeOf(download.currentLength()) + " of " +
-           sizeOf(download.fileLength()) + ")";
-}
-
 void report(const QZDownload& download, const Options& options) {
-    if (options.writesJSON) {
-        std::cout << nlohmann::json{{"file", *download.filePath()},
-                                    {"bytes", download.fileLength()},
-                                    {"url", download.url().value_or("")}}
-                         .dump()
-                  << std::endl;
+    if (!options.writesJSON) {
+        return;
     }
+    nlohmann::json said{{"file", *download.filePath()},
+                        {"bytes", download.fileLength()},
+                        {"url", download.url() ? nlohmann::json(*download.url()) : nlohmann::json()}};
+    if (!options.directory.empty()) {
+        said["directory"] = options.directory;
+    }
+    std::cout << said.dump() << std::endl;
+}
+
+Failure failureOf(const NSError& error) {
+    auto line = error.localizedDescription();
+    if (const auto warnings = error.userInfo()->objectForKey(QZDeliveryWarningsKey).as<NSArray>()) {
+        line += ": " + firstOf(unbox<std::string>(warnings->firstObject()).value_or(""), warnings->count());
+    }
+    return Failure(line);
 }
 
 void fetch(Options options) {
@@ -137,43 +114,42 @@ void fetch(Options options) {
     }
 
     Interruptions::block();
-    const auto download = QZDownload::initWithExpectedTotalLength(options.length);
-    download->setDeleteFileOnError(options.keepsNothing);
-    download->setResumeDataSaveInterval(options.saveInterval);
-    bool isInterrupted = false;
-    const Interruptions interruptions([&] {
-        isInterrupted = true;
-        download->cancel();
-    });
-    const auto loop = NSRunLoop::mainRunLoop();
-    const auto wake = [loop](const auto&...) { loop->perform([] {}); };
-    const auto activity = QZKeyPathBlockObserver::initWithObject(download, "active", wake);
+    std::stop_source stop;
+    const Interruptions interruptions([&] { stop.request_stop(); });
+    Ref<QZDownload> download;
     Ref<QZPromise> promise;
     {
-        ProgressLine line(!options.isQuiet);
-        download->setProgressBlock([&](const auto& self) { line.show(*self->progress()); });
-        promise = download->downloadTo(path, options.urls);
-        while (download->isActive()) {
-            loop->runOnce();
+        std::optional<ProgressLine> line;
+        if (!options.isQuiet) {
+            line.emplace(std::filesystem::path(path).filename(),
+                         [&] { return download ? download->progress() : nullptr; });
         }
-        download->setProgressBlock(nullptr);
+        promise = deliver({.file = path,
+                           .mirrors = options.urls,
+                           .length = options.length,
+                           .directory = options.directory,
+                           .password = options.password,
+                           .stop = stop.get_token(),
+                           .configure = [&](const Ref<QZDownload>& started) {
+                               download = started;
+                               download->setDeleteFileOnError(options.keepsNothing);
+                               download->setResumeDataSaveInterval(options.saveInterval);
+                           }});
+        (void)promise->wait();
     }
     if (promise->isFulfilled()) {
-        if (!std::filesystem::exists(path)) {
-            throw Failure("the file has arrived, but could not be stored as \"" + options.output + "\"");
-        }
         report(*download, options);
         return;
     }
-    if (isInterrupted) {
+    if (stop.stop_requested()) {
         const auto record = *download->resumeDataPath();
         throw Failure(std::filesystem::exists(record)
-                          ? "interrupted; the same command goes on from " + sizeOf(download->currentLength())
+                          ? stringWithFormat("interrupted; the same command goes on from %llu bytes",
+                                             download->currentLength())
                           : "interrupted",
                       interrupted);
     }
-    const auto error = promise->error();
-    throw Failure(error ? error->localizedDescription() : reasonOfSilence(*download));
+    throw failureOf(*promise->error());
 }
 
 }  // namespace
@@ -196,6 +172,10 @@ void addFetch(CLI::App& program) {
             "Seconds between two notes of what has arrived, in case the program is killed; 0 for none")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
+    command->add_option("--extract", options->directory,
+                        "Extract the file, a zip archive, to this directory when it has arrived");
+    command->add_option("-P,--password", options->password, "The password of encrypted entries (ASCII)")
+        ->needs("--extract");
     command->add_flag("-q,--quiet", options->isQuiet, "Show no progress");
     command->add_flag("--json", options->writesJSON, "Say what was fetched, as JSON");
     command->add_option("URL", options->urls, "Mirrors, in the order in which they are tried")->required();

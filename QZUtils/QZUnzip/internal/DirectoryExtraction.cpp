@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "Platform/Foundation/Format.h"
 #include "Platform/Foundation/NSDate.h"
 #include "Platform/Foundation/PathUtilities.h"
 #include "QZUtils/Diagnostics/Log.h"
@@ -12,6 +13,8 @@ namespace {
 
 /// Enough that the system's calls cost nothing beside inflation.
 constexpr auto bufferSize = std::size_t{64} * 1024;
+/// A hostile archive has any number of entries.
+constexpr std::size_t maximumWarnings = 1000;
 
 }  // namespace
 
@@ -27,12 +30,12 @@ DirectoryExtraction::DirectoryExtraction(ZipReader& archive, std::string destina
 
 void DirectoryExtraction::extractEntry() {
     if (archive_.openEntry(password_) != ZipStatus::ok) {
-        logWarning("Unable to open current file for unzipping");
+        warn("Unable to open current file for unzipping");
         return;
     }
     ZipEntry entry;
     if (archive_.entry(entry) != ZipStatus::ok || !entry.hasText()) {
-        logWarning("Unable to get information about current file for unzipping");
+        warn("Unable to get information about current file for unzipping");
         archive_.closeEntry();
         return;
     }
@@ -90,11 +93,11 @@ void DirectoryExtraction::placeFile(const std::string& name, const ZipEntry& ent
     const int closing = archive_.closeEntry();
     status = closing == ZipStatus::ok ? status : closing;
     if (status == ZipStatus::ok) {
-        hasExtractedFile_ = true;
+        ++extractedFiles_;
         return;
     }
     (void)directory_.removeFile(name);  // what is worth telling of it is told now
-    logWarning("Unable to uznip file %@: data currupted: %i", name, status);
+    warn(stringWithFormat("Unable to uznip file %@: data currupted: %i", name, status));
 }
 
 /// The status of writing: that of reading is the archive's to tell.
@@ -118,7 +121,7 @@ void DirectoryExtraction::setDate(const std::string& name, const ZipEntry& entry
     // it.
     const timespec time{static_cast<time_t>(dateFor1980_) + static_cast<time_t>(entry.dosDate), 0};
     if (!isDestinationOpen_ || directory_.setModificationTime(name, time) != 0) {
-        logWarning("Failed to set attributes");
+        warn("Failed to set attributes");
     }
 }
 
@@ -131,8 +134,15 @@ int DirectoryExtraction::openDestination() {
     return error;
 }
 
-void DirectoryExtraction::warnOfFile(std::string_view name) const {
-    logWarning("Unable to create file %@", stringByAppendingPathComponent(destination_, name));
+void DirectoryExtraction::warn(std::string text) {
+    logWarning("%@", text);
+    if (warnings_.size() < maximumWarnings) {
+        warnings_.push_back(std::move(text));
+    }
+}
+
+void DirectoryExtraction::warnOfFile(std::string_view name) {
+    warn(stringWithFormat("Unable to create file %@", stringByAppendingPathComponent(destination_, name)));
 }
 
 }  // namespace qz::internal

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,7 +22,9 @@ public:
 
     /// The archive's current entry. What goes wrong is logged.
     void extractEntry();
-    [[nodiscard]] bool hasExtractedFile() const noexcept { return hasExtractedFile_; }
+    [[nodiscard]] std::uint64_t extractedFiles() const noexcept { return extractedFiles_; }
+    /// The first lines that were logged.
+    [[nodiscard]] std::vector<std::string>& warnings() noexcept { return warnings_; }
 
 private:
     void placeOpenEntry(const ZipEntry& entry);
@@ -31,7 +34,8 @@ private:
     void setDate(const std::string& name, const ZipEntry& entry);
     /// An errno, or 0. The destination is not made before something is to go there.
     [[nodiscard]] int openDestination();
-    void warnOfFile(std::string_view name) const;
+    void warn(std::string text);
+    void warnOfFile(std::string_view name);
 
     ZipReader& archive_;
     const std::string destination_;
@@ -42,7 +46,8 @@ private:
     ConfinedDirectory directory_;
     bool isDestinationOpen_ = false;
     std::vector<std::byte> buffer_;
-    bool hasExtractedFile_ = false;
+    std::uint64_t extractedFiles_ = 0;
+    std::vector<std::string> warnings_;
 };
 
 }  // namespace qz::internal
