@@ -5,6 +5,7 @@
 #include "Command.h"
 #include "Platform/Foundation/DDLog.h"
 #include "QZUtils/Version.h"
+#include "Reference.h"
 
 int main(int argc, char** argv) {
     CLI::App program("Toolbox of applications that read digital newspapers and magazines", "qz");
@@ -17,6 +18,19 @@ int main(int argc, char** argv) {
         "Log what happens to standard error");
     program.footer(
         "Exit status: 0 success, 1 failure with one line on standard error, 2 wrong usage, 130 interrupted.");
+    // For the build, which installs what they print.
+    const auto prints = [&](const char* flag, std::string (*text)(const CLI::App&)) {
+        program
+            .add_flag_callback(flag,
+                               [&program, text] {
+                                   std::cout << text(program);
+                                   throw CLI::Success();
+                               })
+            ->trigger_on_parse()
+            ->group("");
+    };
+    prints("--print-manual-page", qz::tool::manualPage);
+    prints("--print-bash-completion", qz::tool::bashCompletion);
     qz::tool::addCat(program);
     qz::tool::addCiphers(program);
     qz::tool::addDigest(program);
