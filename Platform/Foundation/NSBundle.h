@@ -46,7 +46,7 @@ public:
     /// Null, too, for other than file: URLs.
     [[nodiscard]] static Ref<NSBundle> bundleWithURL(const Ref<NSURL>& url);
 
-    /// The program's own: the directory share/<program> beside the executable's bin directory if there is
+    /// The program's own: the directory share/PROGRAM beside the executable's bin directory if there is
     /// one, the executable's directory otherwise. What it lacks is looked for among the resources that come
     /// with this library.
     [[nodiscard]] static Ref<NSBundle> mainBundle();
