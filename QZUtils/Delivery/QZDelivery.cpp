@@ -86,7 +86,7 @@ private:
         if (isThere) {
             return nullptr;
         }
-        if (const auto error = started_ ? started_->error() : download_->error()) {
+        if (auto error = started_ ? started_->error() : download_->error()) {
             return error;
         }
         const auto text =
