@@ -79,7 +79,8 @@ public:
     [[nodiscard]] Ref<NSCalendar> calendar() const;
     void setCalendar(const Ref<NSCalendar>& calendar);
     /// Whether texts may differ from the pattern where it is clear what they mean. False at first: then still
-    /// leading blanks, numbers of fewer digits and other scripts' digits are read.
+    /// leading blanks, numbers of more digits, other scripts' digits and texts that lack the pattern's last
+    /// literal are read.
     [[nodiscard]] bool isLenient() const;
     void setLenient(bool lenient);
 

@@ -133,6 +133,18 @@ class Commands(unittest.TestCase):
                                      *(one for one in arguments if one != "--json"))
                 self.assertEqual((result[0], result[1].decode()), (status, output), arguments)
                 self.assertIn(line, result[2])
+    def test_reads_dates(self):
+        vienna = {"TZ": "Europe/Vienna", "LC_ALL": "C.UTF-8"}
+        status, output, _ = self.run_qz("date", "2020-01-02", "--json", environment=vienna)
+        self.assertEqual(status, 0)
+        dates = {reading["formatter"]: reading["date"] for reading in json.loads(output)}
+        self.assertEqual((dates["iso8601"], dates["iso-day"], dates["canonical"]),
+                         ("2020-01-02T00:00:00.000Z", "2020-01-01T23:00:00.000Z", None))
+        output = self.run_qz("date", "02/01/2020 03:04:05", environment=vienna)[1].decode()
+        self.assertRegex(output, r"\A2020-01-02T03:04:05\.000Z  zx-sent-time .*\n\Z")
+        self.assertEqual(self.run_qz("date", "soon"), (1, b"", 'qz: "soon" is no date of a known form\n'))
+        self.assertEqual(self.run_qz("date")[0], 2)
+
     def test_reads_archives(self):
         with tempfile.TemporaryDirectory() as name:
             place = pathlib.Path(name)

@@ -38,6 +38,7 @@ private:
 // Each adds a command to the program. A command that was asked for runs when the command line was read.
 void addCat(CLI::App& program);
 void addCiphers(CLI::App& program);
+void addDate(CLI::App& program);
 void addDigest(CLI::App& program);
 void addFetch(CLI::App& program);
 void addInflate(CLI::App& program);

@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
     prints("--print-bash-completion", qz::tool::bashCompletion);
     qz::tool::addCat(program);
     qz::tool::addCiphers(program);
+    qz::tool::addDate(program);
     qz::tool::addDigest(program);
     qz::tool::addFetch(program);
     qz::tool::addInflate(program);
