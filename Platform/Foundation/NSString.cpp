@@ -19,6 +19,15 @@ Ref<NSString> NSString::string(std::string text) {
     return make<NSString>(std::move(text));
 }
 
+QZ_DEFINE_CLASS(NSMutableString, cls) {
+    cls.method("appendString:", &NSMutableString::appendString);
+    cls.method("copy", [](const NSMutableString& self) { return id(NSString::string(self.text_)); });
+}
+
+Ref<NSMutableString> NSMutableString::string(std::string text) {
+    return make<NSMutableString>(std::move(text));
+}
+
 namespace internal {
 
 Ref<Object> boxText(std::string text) {

@@ -1,4 +1,6 @@
 // NSString: an immutable UTF-8 text as an object. `id` boxes texts into it; unbox<std::string>() goes back.
+// NSMutableString: one that grows, for texts inside containers; elsewhere a std::string does. Who holds the
+// same one sees the same text. It must not be changed while another thread uses it, nor while it is a key.
 #pragma once
 
 #include <string>
@@ -22,8 +24,18 @@ public:
 protected:
     explicit NSString(std::string text) : text_(std::move(text)) {}
 
-private:
     std::string text_;
+};
+
+class QZ_EXPORT NSMutableString : public NSString {
+    QZ_OBJECT(NSMutableString, NSString)
+public:
+    [[nodiscard]] static Ref<NSMutableString> string(std::string text = {});
+
+    void appendString(std::string_view text) { text_ += text; }
+
+protected:
+    explicit NSMutableString(std::string text) : NSString(std::move(text)) {}
 };
 
 }  // namespace qz
