@@ -1,11 +1,10 @@
-#include "Platform/Network/NSData+URL.h"
-
 #include <future>
 #include <string>
 
 #include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Foundation/NSError.h"
 #include "Platform/Foundation/NSURL.h"
+#include "Platform/Network/NSData+URL.h"
 #include "Platform/Network/NSHTTPURLResponse.h"
 #include "Platform/Network/NSURLError.h"
 #include "Platform/Network/NSURLSession.h"
@@ -60,8 +59,8 @@ Ref<NSError> errorOfStatus(const Ref<NSURLResponse>& response) {
     }
     return NSError::errorWithDomain(
         std::string(NSURLErrorDomain), NSURLErrorBadServerResponse,
-        NSDictionary::dictionary({{NSLocalizedDescriptionKey,
-                                   "the server answered with status " + std::to_string(http->statusCode())}}));
+        NSDictionary::dictionary({{NSLocalizedDescriptionKey, "the server answered with status " +
+                                                                  std::to_string(http->statusCode())}}));
 }
 
 }  // namespace

@@ -11,10 +11,10 @@ namespace qz {
 class NSError;
 class NSURL;
 
-/// Loads a URL (http, https, file) and waits for it, as long as a session's time-outs allow: never on a thread
-/// that serves people. Nullopt with an error of NSURLErrorDomain when nothing came, a null URL included; an
-/// answer with an HTTP status from 400 on is NSURLErrorBadServerResponse. `error` may be null. Safe from any
-/// thread.
+/// Loads a URL (http, https, file) and waits for it, as long as a session's time-outs allow: never on a
+/// thread that serves people. Nullopt with an error of NSURLErrorDomain when nothing came, a null URL
+/// included; an answer with an HTTP status from 400 on is NSURLErrorBadServerResponse. `error` may be null.
+/// Safe from any thread.
 [[nodiscard]] QZ_EXPORT std::optional<NSData> dataWithContentsOfURL(const Ref<NSURL>& url,
                                                                     Ref<NSError>* error);
 

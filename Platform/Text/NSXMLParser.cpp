@@ -129,7 +129,6 @@ public:
             parser_.line_ = line();
             parser_.column_ = column();
             parser_.error_ = makeError(NSXMLParserDelegateAbortedParseError, "The delegate ended the parse");
-            stop();
         }
     }
 
@@ -153,17 +152,20 @@ private:
             xmlSAX2InternalSubset(of(user).context_, name, publicID, systemID);
         };
         sax.entityDecl = &declareEntity;
+        // After an error libxml2 goes on without messages; it must not go on to expand what was too much.
         sax.getEntity = [](void* user, const xmlChar* name) {
-            return xmlSAX2GetEntity(of(user).context_, name);
+            of(user).guarded(&XMLParse::reportText, false);
+            return of(user).isOver() ? nullptr : xmlSAX2GetEntity(of(user).context_, name);
         };
         sax.getParameterEntity = [](void* user, const xmlChar* name) {
-            return xmlSAX2GetParameterEntity(of(user).context_, name);
+            return of(user).isOver() ? nullptr : xmlSAX2GetParameterEntity(of(user).context_, name);
         };
         sax.startElementNs = [](void* user, const xmlChar* local, const xmlChar* prefix, const xmlChar*,
                                 int namespaceCount, const xmlChar** namespaces, int attributeCount, int,
                                 const xmlChar** attributes) {
             of(user).guarded([&](XMLParse& parse) {
-                parse.startElement({prefix, local}, {namespaces, static_cast<std::size_t>(namespaceCount) * 2},
+                parse.startElement({prefix, local},
+                                   {namespaces, static_cast<std::size_t>(namespaceCount) * 2},
                                    {attributes, static_cast<std::size_t>(attributeCount) * 5});
             });
         };
@@ -186,8 +188,7 @@ private:
         sax.serror = [](void* user, xmlError* error) {
             // Lesser ones are warnings, and remarks on namespaces, which are not looked at.
             if (error->level == XML_ERR_FATAL) {
-                of(user).isFailing_ = true;
-                of(user).guarded([&](XMLParse& parse) { parse.failed(*error); });
+                of(user).guarded([&](XMLParse& parse) { parse.failed(*error); }, false);
             }
         };
         return sax;
@@ -195,9 +196,10 @@ private:
 
     static XMLParse& of(void* user) { return *static_cast<XMLParse*>(user); }
 
-    /// Exceptions of the delegate must not fly through libxml2.
+    /// Exceptions of the delegate must not fly through libxml2. Stopping frees the input, which some of its
+    /// functions go on reading after an event: with those it goes on to the document's end, without messages.
     template <class F>
-    void guarded(F&& event) noexcept {
+    void guarded(F&& event, bool mayStop = true) noexcept {
         if (isOver()) {
             return;
         }
@@ -205,14 +207,8 @@ private:
             std::invoke(event, *this);
         } catch (...) {
             exception_ = std::current_exception();
-            stop();
         }
-    }
-
-    /// Stopping frees the input, which the function that reports an error may still read. It goes on to the
-    /// end then, without a message.
-    void stop() noexcept {
-        if (!isFailing_) {
+        if (isOver() && mayStop) {
             xmlStopParser(context_);
         }
     }
@@ -225,11 +221,16 @@ private:
     static void declareEntity(void* user, const xmlChar* name, int type, const xmlChar* publicID,
                               const xmlChar* systemID, xmlChar* content) {
         auto* const context = of(user).context_;
-        if (type == XML_EXTERNAL_GENERAL_PARSED_ENTITY) {
-            xmlChar nothing[] = {0};
-            xmlSAX2EntityDecl(context, name, XML_INTERNAL_GENERAL_ENTITY, nullptr, nullptr, nothing);
-        } else if (type != XML_EXTERNAL_PARAMETER_ENTITY) {
-            xmlSAX2EntityDecl(context, name, type, publicID, systemID, content);
+        xmlChar nothing[] = {0};
+        switch (type) {
+            case XML_EXTERNAL_GENERAL_PARSED_ENTITY:
+                xmlSAX2EntityDecl(context, name, XML_INTERNAL_GENERAL_ENTITY, nullptr, nullptr, nothing);
+                break;
+            case XML_EXTERNAL_PARAMETER_ENTITY:
+                xmlSAX2EntityDecl(context, name, XML_INTERNAL_PARAMETER_ENTITY, nullptr, nullptr, nothing);
+                break;
+            default:
+                xmlSAX2EntityDecl(context, name, type, publicID, systemID, content);
         }
     }
 
@@ -278,7 +279,7 @@ private:
 
     /// libxml2 hands a run over in pieces, and what a reference stands for as if it were another piece.
     void characters(std::string_view piece) {
-        const auto reference = endOfReference();
+        const auto reference = endOfReference(piece);
         if (reference != reference_) {
             reportText();
             reference_ = reference;
@@ -288,13 +289,14 @@ private:
         }
     }
 
-    /// Where the reference ends that the parser stands behind; 0 when it stands behind literal text. That
-    /// text never ends with what looks like a reference, since it would be one.
-    [[nodiscard]] std::size_t endOfReference() const {
+    /// Where the reference ends that a piece stands for; 0 for literal text. libxml2 does not say which it
+    /// is, but it stands behind the reference then. With literal text it stands before the piece, or behind
+    /// it, and that never ends with what looks like a reference, since it would be one.
+    [[nodiscard]] std::size_t endOfReference(std::string_view piece) const {
         constexpr std::ptrdiff_t longest = 256;
         const auto* const base = input()->base;
         const auto* const end = input()->cur;
-        if (end == base || end[-1] != ';') {
+        if (end == base || end[-1] != ';' || piece.data() == reinterpret_cast<const char*>(end)) {
             return 0;
         }
         const auto* const limit = std::max(base, end - std::min(end - base, longest));
@@ -355,7 +357,6 @@ private:
     Wants wants_;
     xmlParserCtxt* context_ = nullptr;
     std::exception_ptr exception_;
-    bool isFailing_ = false;
     std::string text_;  // the run so far
     std::string run_;   // the one being reported
     std::size_t reference_ = 0;

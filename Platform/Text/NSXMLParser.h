@@ -15,8 +15,8 @@
 // reference to such an entity stands for nothing), entities of the document's own are expanded as long as
 // they multiply within bounds, and elements stand 256 deep in each other at most; more of either is an error.
 //
-// ERRORS are of NSXMLParserErrorDomain, with libxml2's numbers (libxml/xmlerror.h, xmlParserErrors). The first
-// one ends the parse; what was reported before it stays reported.
+// ERRORS are of NSXMLParserErrorDomain, with libxml2's numbers (libxml/xmlerror.h, xmlParserErrors). The
+// first one ends the parse; what was reported before it stays reported.
 //
 // A parser is used by one thread at a time.
 #pragma once

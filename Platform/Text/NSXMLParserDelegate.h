@@ -1,5 +1,6 @@
-// NSXMLParserDelegate: what an XML parser tells its delegate, in the order of the document, on the thread that
-// parses. Every operation is optional. An exception that one of them throws ends the parse and leaves it.
+// NSXMLParserDelegate: what an XML parser tells its delegate, in the order of the document, on the thread
+// that parses. Every operation is optional. An exception that one of them throws ends the parse and leaves
+// it.
 #pragma once
 
 #include "Platform/Runtime/Protocol.h"

@@ -90,7 +90,8 @@ public:
 
     /// Appends the node, `indent` levels in; nothing happens for a null target.
     void appendToString(std::string* target, int indent) const;
-    /// Appends the bytes of the node at level 0, up to the first zero byte; nothing happens for a null target.
+    /// Appends the bytes of the node at level 0, up to the first zero byte; nothing happens for a null
+    /// target.
     void appendToData(NSData* target) const;
 
 protected:
@@ -107,8 +108,8 @@ private:
     Nodes childs_;
     std::optional<std::string> value_;
     // Most nodes are only read: one dictionary of a parser serves until somebody asks for the node's own.
-    Ref<NSDictionary> given_;                // null when there is none, or when there are own ones
-    Ref<NSMutableDictionary> attributes_;    // null until needed
+    Ref<NSDictionary> given_;              // null when there is none, or when there are own ones
+    Ref<NSMutableDictionary> attributes_;  // null until needed
 };
 
 }  // namespace qz

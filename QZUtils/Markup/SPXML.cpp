@@ -40,8 +40,8 @@ Ref<SPXML> SPXML::initWithXMLParser(const Ref<NSXMLParser>& parser) {
         return document;
     }
     const auto& error = parser->parserError();
-    if (error && (error->code() == NSXMLParserDocumentStartError ||
-                  error->code() == NSXMLParserEmptyDocumentError)) {
+    if (error &&
+        (error->code() == NSXMLParserDocumentStartError || error->code() == NSXMLParserEmptyDocumentError)) {
         return nullptr;
     }
     const auto line = parser->lineNumber();

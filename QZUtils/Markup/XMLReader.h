@@ -15,8 +15,8 @@
 // - Of an attribute and a child element of the same name the child remains; the same goes for a child named
 //   "__text__".
 // - Every run of text is trimmed for itself, and runs are joined without anything between them: a reference
-//   is a run of its own, so "Tom &amp; Jerry" becomes "Tom&Jerry". Runs of blanks alone count for nothing, and
-//   CDATA sections are not collected.
+//   is a run of its own, so "Tom &amp; Jerry" becomes "Tom&Jerry". Runs of blanks alone count for nothing,
+//   and CDATA sections are not collected.
 //
 // It is driven by NSXMLParser, whose bounds and errors are those of a document: safe for bytes from anywhere.
 // Class operations are safe from any thread; a reader serves one parse on one thread.

@@ -65,7 +65,8 @@ Parsed parse(std::string_view document, const std::function<void(NSXMLParser&)>&
     scribe->onText = onText;
     const auto parser = NSXMLParser::initWithData(NSData::dataWithText(document));
     parser->setDelegate(scribe);
-    EXPECT_EQ(parser->parse(), parser->parserError() == nullptr);
+    const bool succeeded = parser->parse();
+    EXPECT_EQ(succeeded, parser->parserError() == nullptr);
     std::string events;
     for (const auto& event : scribe->events) {
         events += event;
@@ -94,7 +95,7 @@ TEST(XMLParser, ReportsTheDocumentInItsOrder) {
         {"<a>x<![CDATA[<&> y]]>z</a>", "<a>'x'[<&> y]'z'</a>"},
         {"<p:a xmlns:p='u' p:x='1' xmlns='v'/>", "<p:a xmlns:p=u xmlns=v p:x=1></p:a>"},
         {"<p:a q:x='1'/>", "<p:a q:x=1></p:a>"},  // prefixes that nobody declared
-        {"<!DOCTYPE a [<!ENTITY e 'va \u00E0 Paris'><!ATTLIST a d 'v'>]><a>x&e;y</a>",
+        {"<!DOCTYPE a [<!ENTITY e 'va \u00E0 Paris'><!ATTLIST a d CDATA 'v'>]><a>x&e;y</a>",
          "<a d=v>'x''va \u00E0 Paris''y'</a>"},
         {"<!DOCTYPE a [<!ENTITY e '1<b>2</b>'>]><a x='1'>&e;&e;</a>",
          "<a x=1>'1'<b>'2'</b>'1'<b>'2'</b></a>"},
@@ -112,22 +113,17 @@ TEST(XMLParser, ReadsDeclaredEncodings) {
         return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
     };
     const std::pair<std::string, const char*> cases[] = {
-        {declared("UTF-8", "\u00FC"), "\u00FC"},
-        {"\xEF\xBB\xBF<a>\u00FC</a>", "\u00FC"},
-        {declared("ISO-8859-1", "\xFC"), "\u00FC"},
-        {declared("ISO-8859-15", "\xA4"), "\u20AC"},
-        {declared("windows-1252", "\x80"), "\u20AC"},
-        {declared("KOI8-R", "\xC1"), "\u0430"},
-        {declared("Shift_JIS", "\x82\xA0"), "\u3042"},
-        {declared("GB18030", "\xD6\xD0"), "\u4E2D"},
-        {declared("US-ASCII", "&#252;"), "\u00FC"},
-        {utf16(u"\uFEFF<a>\u00FC</a>"), "\u00FC"},
+        {declared("UTF-8", "\u00FC"), "\u00FC"},       {"\xEF\xBB\xBF<a>\u00FC</a>", "\u00FC"},
+        {declared("ISO-8859-1", "\xFC"), "\u00FC"},    {declared("ISO-8859-15", "\xA4"), "\u20AC"},
+        {declared("windows-1252", "\x80"), "\u20AC"},  {declared("KOI8-R", "\xC1"), "\u0430"},
+        {declared("Shift_JIS", "\x82\xA0"), "\u3042"}, {declared("GB18030", "\xD6\xD0"), "\u4E2D"},
+        {declared("US-ASCII", "&#252;"), "\u00FC"},    {utf16(u"\uFEFF<a>\u00FC</a>"), "\u00FC"},
     };
     for (const auto& [document, text] : cases) {
         EXPECT_EQ(parse(document).events, "<a>'" + std::string(text) + "'</a>") << document;
     }
     EXPECT_EQ(parse(declared("no-such", "x")).error->code(), 32);
-    EXPECT_EQ(parse(declared("UTF-8", "\xFC")).events, "<a>!81");
+    EXPECT_EQ(parse(declared("UTF-8", "\xFC")).events, "<a>!9");
 }
 
 TEST(XMLParser, EndsWithTheFirstError) {
@@ -184,10 +180,9 @@ TEST(XMLParser, DoesNoHarmWithHostileDocuments) {
     EXPECT_EQ(parse(external("[<!ENTITY e" + file + ">]", "x&e;y")).events, "<a>'x''y'</a>");
     EXPECT_THAT(parse(external("[<!ENTITY % p" + file + "> %p;]", "x&e;y")).events, HasSubstr("<a>'x'"));
     EXPECT_THAT(parse(external(file, "x&e;y")).events, HasSubstr("<a>'x'"));
-    for (const auto& document :
-         {external("[<!ENTITY % p" + file + "> %p;]", "&e;"), external(file, "&e;"),
-          external("[<!ENTITY e" + file + ">]", "<b x='&e;'/>"),
-          external("[<!ENTITY % p" + file + "><!ENTITY e '%p;'>]", "&e;")}) {
+    for (const auto& document : {external("[<!ENTITY % p" + file + "> %p;]", "&e;"), external(file, "&e;"),
+                                 external("[<!ENTITY e" + file + ">]", "<b x='&e;'/>"),
+                                 external("[<!ENTITY % p" + file + "><!ENTITY e '%p;'>]", "&e;")}) {
         EXPECT_EQ(parse(document).events.find("secret"), std::string::npos) << document;
     }
     ::unlink(secret.c_str());

@@ -1,9 +1,8 @@
-#include "QZUtils/Extensions/NSString/NSString+QZXML.h"
-
 #include <algorithm>
 
 #include "Platform/Foundation/NSString.h"
 #include "Platform/Runtime/ClassBuilder.h"
+#include "QZUtils/Extensions/NSString/NSString+QZXML.h"
 
 namespace qz {
 
