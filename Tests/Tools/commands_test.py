@@ -40,6 +40,19 @@ class Commands(unittest.TestCase):
             self.assertEqual((result[0], result[1]), (status, b""))
             self.assertIn(line, result[2])
 
+    def test_shows_xml_as_dictionaries_and_as_a_tree(self):
+        feed = '<a x="1"><b>t &lt;</b>\n <b/></a>'.encode("utf-16")
+        status, output, _ = self.run_qz("xml", "-", given=feed)
+        self.assertEqual((status, json.loads(output)), (0, {"a": {"x": "1", "b": [{"__text__": "t<"}, {}]}}))
+        self.assertEqual(self.run_qz("tree", "-", given=feed)[:2], (0, b"a x='1'\n  b: t <\n  b\n"))
+        written = self.run_qz("tree", "--xml", "-", given=feed)[1]
+        self.assertEqual(self.run_qz("tree", "-", given=written)[1], b"a x='1'\n  b: t <\n  b\n")
+        for command, given, output in (("xml", b"", b""), ("xml", b"<a>", b""), ("tree", b"x", b""),
+                                       ("tree", b"<a><b/>", b"a\n  b\n")):
+            result = self.run_qz(command, "-", given=given)
+            self.assertEqual(result[:2], (1, output))
+            self.assertIn("is no XML document", result[2])
+
     def openssl(self, *arguments, given=b""):
         return subprocess.run(["openssl", *arguments], input=given, capture_output=True, check=True).stdout
 

@@ -45,7 +45,9 @@ void addInflate(CLI::App& program);
 void addLocalize(CLI::App& program);
 void addPlist(CLI::App& program);
 void addSqlite(CLI::App& program);
+void addTree(CLI::App& program);
 void addUnzip(CLI::App& program);
+void addXML(CLI::App& program);
 void addZip(CLI::App& program);
 
 }  // namespace qz::tool

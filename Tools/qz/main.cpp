@@ -40,7 +40,9 @@ int main(int argc, char** argv) {
     qz::tool::addLocalize(program);
     qz::tool::addPlist(program);
     qz::tool::addSqlite(program);
+    qz::tool::addTree(program);
     qz::tool::addUnzip(program);
+    qz::tool::addXML(program);
     qz::tool::addZip(program);
     try {
         program.parse(argc, argv);
