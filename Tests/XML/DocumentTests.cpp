@@ -170,11 +170,11 @@ TEST(XMLTree, KeepsWhatWasReadBeforeAnError) {
 
 TEST(XMLTree, IsReadFromAURL) {
     const auto path = testing::TempDir() + "qz-tree-" + std::to_string(::getpid()) + ".xml";
+    const auto file = "file://" + path;
     std::ofstream(path) << "<a/>";
-    EXPECT_EQ(SPXML::initWithURLString("file://" + path)->FirstNode()->name(), "a");
+    EXPECT_EQ(SPXML::initWithURLString(file)->FirstNode()->name(), "a");
     ::unlink(path.c_str());
-    for (const Text url :
-         {Text("file://" + path), Text("no such scheme"), Text(), Text("http://127.0.0.1:9/")}) {
+    for (const Text url : {Text(file), Text("no such scheme"), Text(), Text("http://127.0.0.1:9/")}) {
         EXPECT_EQ(SPXML::initWithURLString(url), nullptr);
     }
 }
