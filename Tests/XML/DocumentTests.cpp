@@ -19,7 +19,6 @@
 namespace qz::test {
 
 using testing::HasSubstr;
-using testing::StartsWith;
 
 id read(std::string_view document) {
     Ref<NSError> error = NSError::errorWithDomain("stale", 1, nullptr);

@@ -14,7 +14,6 @@
 namespace qz::test {
 
 using namespace std::string_literals;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 /// Writes the events down in a notation of its own: <a x=1> </a> 'run' [cdata] !code.
