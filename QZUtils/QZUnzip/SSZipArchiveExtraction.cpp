@@ -184,7 +184,8 @@ private:
             return true;
         }
         datedItems_.push_back({name, date});
-        if (entry.isDirectory() || extractFile(name)) {
+        const int opening = entry.isDirectory() ? 0 : extractFile(name);
+        if (!ConfinedDirectory::isRefusal(opening)) {
             setAttributes(entry, name, date);
         }
         return true;
@@ -212,8 +213,8 @@ private:
         const auto target = linkTarget();
         const int error = destinationError_ != 0 ? destinationError_ : directory_.createLink(target, name);
         if (error != 0 && !ConfinedDirectory::isRefusal(error)) {
-            NSLog("Failed to create symlink at \"%@\" to \"%@\". symlink() error code: %d", fullPath(name),
-                  target, error);
+            NSLog("Failed to create symbolic link at \"%@\" to \"%@\". symlink() error code: %d",
+                  fullPath(name), target, error);
         }
     }
 
@@ -232,11 +233,12 @@ private:
         return target;
     }
 
-    /// False when the file cannot be opened. What cannot be read or written of it is missing.
-    [[nodiscard]] bool extractFile(const std::string& name) {
+    /// An errno when the file cannot be opened, or 0. What cannot be read or written of it is missing.
+    [[nodiscard]] int extractFile(const std::string& name) {
         FileDescriptor file;
-        if (destinationError_ != 0 || directory_.createFile(name, file) != 0) {
-            return false;
+        const int error = destinationError_ != 0 ? destinationError_ : directory_.createFile(name, file);
+        if (error != 0) {
+            return error;
         }
         bool isWritten = true;
         std::size_t filled = 0;
@@ -257,15 +259,13 @@ private:
             }
         }
         flush();
-        return true;
+        return 0;
     }
 
+    /// Also of an item whose file could not be opened.
     void setAttributes(const ZipEntry& entry, const std::string& name, const timespec& date) {
         constexpr std::uint32_t leastWithMode = 0x10000;
-        if (destinationError_ != 0) {
-            return;
-        }
-        if (entry.dosDate != 0 && directory_.setModificationTime(name, date) != 0) {
+        if (entry.dosDate != 0 && setDate(name, date) != 0) {
             NSLog("[SSZipArchive] Failed to set attributes - whilst setting modification date");
         }
         if (entry.externalAttributes < leastWithMode) {
@@ -280,7 +280,7 @@ private:
     }
 
     void setPermissions(const std::string& name, mode_t permissions) {
-        if (directory_.setPermissions(name, permissions) != 0) {
+        if (destinationError_ != 0 || directory_.setPermissions(name, permissions) != 0) {
             NSLog("[SSZipArchive] Failed to set attributes - whilst setting permissions");
         }
     }
@@ -293,10 +293,13 @@ private:
         }
     }
 
+    [[nodiscard]] int setDate(const std::string& name, const timespec& date) {
+        return destinationError_ != 0 ? destinationError_ : directory_.setModificationTime(name, date);
+    }
+
     void restoreDates() {
         for (const auto& [name, date] : datedItems_) {
-            const int error =
-                destinationError_ != 0 ? destinationError_ : directory_.setModificationTime(name, date);
+            const int error = setDate(name, date);
             if (error != 0 && !ConfinedDirectory::isRefusal(error)) {
                 const auto path = fullPath(name);
                 NSLog("[SSZipArchive] Set attributes failed for directory: %@.", path);
