@@ -2,21 +2,22 @@
 // with: PKWARE's APPNOTE.TXT 6.3.10, section 6.1.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string_view>
+
+#include "Platform/Archive/EntryCipher.h"
 
 namespace qz::internal {
 
-class TraditionalCipher {
+class TraditionalCipher : public EntryCipher {
 public:
-    /// Random bytes in front of the contents.
-    static constexpr std::size_t headerSize = 12;
-
     explicit TraditionalCipher(std::string_view password) noexcept;
-    /// The next bytes of an entry, header included.
-    void decipher(std::span<std::byte> bytes) noexcept;
+
+    [[nodiscard]] std::size_t headerSize() const noexcept override { return 12; }
+    [[nodiscard]] std::size_t trailerSize() const noexcept override { return 0; }
+    [[nodiscard]] bool start(std::span<std::byte> header) override;
+    void decipher(std::span<std::byte> bytes) override;
+    [[nodiscard]] bool isAuthentic(std::span<const std::byte>) override { return true; }
 
 private:
     void update(std::uint8_t plain) noexcept;

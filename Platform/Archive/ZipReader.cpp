@@ -1,23 +1,18 @@
 #include "Platform/Archive/ZipReader.h"
 
-#include <fcntl.h>
 #include <glib.h>
 #include <minizip/unzip.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <climits>
-#include <cstdio>
-#include <cstring>
-#include <optional>
 #include <vector>
 
+#include "Platform/Archive/AESCipher.h"
+#include "Platform/Archive/ArchiveFile.h"
+#include "Platform/Archive/EntryContents.h"
+#include "Platform/Archive/LittleEndian.h"
 #include "Platform/Archive/TraditionalCipher.h"
-#include "Platform/Foundation/internal/FileDescriptor.h"
 
 namespace qz::internal {
 
@@ -37,244 +32,16 @@ bool ZipEntry::hasText() const {
     return ::g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
 }
 
-/// The archive's bytes, as minizip asks for them. It reads directories byte by byte and jumps between them
-/// and the contents, which the C library's files answer with a system call for every jump.
-class ZipReader::Stream {
-public:
-    [[nodiscard]] bool open(const std::string& path) {
-        // Opening a pipe would wait for its writer.
-        file_ = FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-        struct stat status {};
-        if (!file_ || ::fstat(*file_, &status) != 0 || !S_ISREG(status.st_mode)) {
-            return false;
-        }
-        fileSize_ = static_cast<std::uint64_t>(status.st_size);
-        // minizip takes an end of the directory at offset 0, which is where an empty archive has it, for
-        // none. It allows for other bytes in front of an archive, so this one gets a byte.
-        std::array<char, 4> start{};
-        const bool isEmptyArchive = read(start.data(), start.size()) == start.size() &&
-                                    std::memcmp(start.data(), "PK\5\6", start.size()) == 0;
-        shift_ = isEmptyArchive ? 1 : 0;
-        position_ = 0;
-        return true;
-    }
-    [[nodiscard]] std::uint64_t fileSize() const noexcept { return fileSize_; }
-    /// How many bytes there were. minizip says where before each of its own reads.
-    [[nodiscard]] std::size_t readAt(std::uint64_t position, std::span<std::byte> buffer) noexcept {
-        position_ = position;
-        return read(buffer.data(), buffer.size());
-    }
-
-    [[nodiscard]] zlib_filefunc64_def functions() noexcept {
-        zlib_filefunc64_def functions{};
-        functions.opaque = this;
-        functions.zopen64_file = [](voidpf self, const void*, int) { return self; };
-        functions.zread_file = [](voidpf, voidpf self, void* buffer, uLong size) -> uLong {
-            return static_cast<Stream*>(self)->read(buffer, size);
-        };
-        functions.ztell64_file = [](voidpf, voidpf self) -> ZPOS64_T {
-            return static_cast<Stream*>(self)->position_;
-        };
-        functions.zseek64_file = [](voidpf, voidpf self, ZPOS64_T offset, int origin) -> long {
-            return static_cast<Stream*>(self)->seek(offset, origin);
-        };
-        functions.zclose_file = [](voidpf, voidpf) { return 0; };
-        functions.zerror_file = [](voidpf, voidpf self) -> int {
-            return static_cast<Stream*>(self)->isShort_ ? 1 : 0;
-        };
-        return functions;
-    }
-
-private:
-    [[nodiscard]] std::size_t read(void* buffer, std::size_t size) noexcept {
-        auto* to = static_cast<std::byte*>(buffer);
-        std::size_t done = 0;
-        while (done < size) {
-            if (position_ < shift_) {
-                to[done++] = std::byte{0};
-                ++position_;
-                continue;
-            }
-            const auto offset = position_ - shift_;
-            std::size_t count = 0;
-            if (offset >= windowStart_ && offset - windowStart_ < windowSize_) {
-                const auto skipped = static_cast<std::size_t>(offset - windowStart_);
-                count = std::min(size - done, windowSize_ - skipped);
-                std::memcpy(to + done, window_.data() + skipped, count);
-            } else if (size - done >= window_.size()) {
-                count = readFile(to + done, size - done, offset);
-            } else {
-                windowSize_ = readFile(window_.data(), window_.size(), offset);
-                windowStart_ = offset;
-                if (windowSize_ != 0) {
-                    continue;
-                }
-            }
-            if (count == 0) {
-                break;
-            }
-            done += count;
-            position_ += count;
-        }
-        isShort_ = done < size;
-        return done;
-    }
-    [[nodiscard]] std::size_t readFile(std::byte* to, std::size_t size, std::uint64_t offset) noexcept {
-        if (offset > static_cast<std::uint64_t>(INT64_MAX)) {
-            return 0;
-        }
-        for (;;) {
-            const auto count = ::pread(*file_, to, size, static_cast<off_t>(offset));
-            if (count >= 0) {
-                return static_cast<std::size_t>(count);
-            }
-            if (errno != EINTR) {
-                return 0;
-            }
-        }
-    }
-    [[nodiscard]] long seek(std::uint64_t offset, int origin) noexcept {
-        const auto base = origin == ZLIB_FILEFUNC_SEEK_CUR   ? position_
-                          : origin == ZLIB_FILEFUNC_SEEK_END ? fileSize_ + shift_
-                                                             : 0;
-        const auto position = base + offset;  // minizip goes back by wrapping round
-        if (position > static_cast<std::uint64_t>(INT64_MAX)) {
-            return -1;
-        }
-        position_ = position;
-        return 0;
-    }
-
-    FileDescriptor file_;
-    std::uint64_t fileSize_ = 0;
-    std::uint64_t shift_ = 0;        // bytes in front of the file's
-    std::uint64_t position_ = 0;     // with those
-    bool isShort_ = false;           // the last read; a file's end, too, is an error to a directory
-    std::uint64_t windowStart_ = 0;  // in the file
-    std::size_t windowSize_ = 0;
-    std::array<std::byte, std::size_t{16} * 1024> window_{};
-};
-
-/// The contents of an entry that minizip does not read: one that is enciphered, or of 4 GiB and more.
-class ZipReader::Contents {
-public:
-    /// The raw bytes start at `position`.
-    Contents(Stream& stream, std::uint64_t position, const unz_file_info64& info)
-        : stream_(stream),
-          position_(position),
-          remainingRaw_(info.compressed_size),
-          isDeflated_(info.compression_method == Z_DEFLATED),
-          statedCRC_(static_cast<std::uint32_t>(info.crc)),
-          remaining_(info.uncompressed_size) {}
-    Contents(const Contents&) = delete;
-    Contents& operator=(const Contents&) = delete;
-    ~Contents() { ::inflateEnd(&inflation_); }
-
-    /// A status. An empty password is none.
-    [[nodiscard]] int start(std::string_view password) {
-        const int status = password.empty() ? ZipStatus::ok : startDeciphering(password);
-        return status == ZipStatus::ok && isDeflated_ ? ::inflateInit2(&inflation_, -MAX_WBITS) : status;
-    }
-    [[nodiscard]] std::int64_t read(std::span<std::byte> buffer) {
-        buffer = buffer.first(static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), remaining_)));
-        const std::int64_t count = buffer.empty() ? 0 : isDeflated_ ? inflate(buffer) : readRaw(buffer);
-        if (count > 0) {
-            remaining_ -= static_cast<std::uint64_t>(count);
-            crc_ = ::crc32_z(crc_, reinterpret_cast<const Bytef*>(buffer.data()),
-                             static_cast<std::size_t>(count));
-        }
-        return count;
-    }
-    [[nodiscard]] int status() const noexcept {
-        return remaining_ == 0 && crc_ != statedCRC_ ? ZipStatus::crcError : ZipStatus::ok;
-    }
-
-private:
-    [[nodiscard]] int startDeciphering(std::string_view password) {
-        // The header is there to make equal texts differ. What it says of the password is one byte, and less
-        // than the check sum says in the end.
-        cipher_.emplace(password);
-        std::array<std::byte, TraditionalCipher::headerSize> header;
-        const bool isWhole = readRaw(header) == static_cast<std::int64_t>(header.size());
-        return isWhole ? ZipStatus::ok : ZipStatus::badArchive;
-    }
-    [[nodiscard]] std::int64_t readRaw(std::span<std::byte> buffer) {
-        buffer =
-            buffer.first(static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), remainingRaw_)));
-        const auto count = stream_.readAt(position_, buffer);
-        if (count < buffer.size()) {
-            return ZipStatus::ioError;
-        }
-        position_ += count;
-        remainingRaw_ -= count;
-        if (cipher_) {
-            cipher_->decipher(buffer);
-        }
-        return static_cast<std::int64_t>(count);
-    }
-    [[nodiscard]] std::int64_t inflate(std::span<std::byte> buffer) {
-        inflation_.next_out = reinterpret_cast<Bytef*>(buffer.data());
-        inflation_.avail_out = static_cast<uInt>(buffer.size());
-        int status = Z_OK;
-        while (status == Z_OK && inflation_.avail_out != 0) {
-            if (inflation_.avail_in == 0) {
-                const auto count = readRaw(input_);
-                if (count < 0) {
-                    return count;
-                }
-                inflation_.next_in = reinterpret_cast<Bytef*>(input_.data());
-                inflation_.avail_in = static_cast<uInt>(count);
-            }
-            status = ::inflate(&inflation_, Z_SYNC_FLUSH);
-        }
-        const auto count = static_cast<std::int64_t>(buffer.size() - inflation_.avail_out);
-        return count > 0 || status == Z_STREAM_END ? count : status;
-    }
-
-    Stream& stream_;
-    std::uint64_t position_;
-    std::uint64_t remainingRaw_;
-    std::optional<TraditionalCipher> cipher_;
-    bool isDeflated_;
-    z_stream inflation_{};
-    std::array<std::byte, std::size_t{16} * 1024> input_{};
-    uLong crc_ = 0;
-    uLong statedCRC_;
-    std::uint64_t remaining_;
-};
-
-struct ZipReader::State {
-    Stream stream;
-    unzFile handle = nullptr;
-    // The open entry.
-    std::unique_ptr<Contents> contents;  // null where minizip reads
-    std::uint64_t remaining = 0;
-    int readStatus = ZipStatus::ok;
-
-    /// What of an entry does not fit 32 bits.
-    struct Wide {
-        bool isUsed = false;
-        std::optional<std::uint64_t> offset;  // of its header
-    };
-    /// The current entry's information, with the sizes that do not fit 32 bits.
-    [[nodiscard]] int information(unz_file_info64& info, Wide& wide) const;
-    /// Where the raw bytes of the current entry start: a status.
-    [[nodiscard]] int findRaw(const std::optional<std::uint64_t>& offset, std::uint64_t& position);
-};
-
 namespace {
 
 constexpr std::uint64_t elsewhere = 0xffffffff;  // in place of a number that stands in the ZIP64 field
 
-std::uint64_t littleEndian(std::span<const std::byte> bytes) noexcept {
-    std::uint64_t value = 0;
-    unsigned shift = 0;
-    for (const auto byte : bytes) {
-        value |= std::to_integer<std::uint64_t>(byte) << shift;
-        shift += 8;
-    }
-    return value;
-}
+/// What the directory says of an entry, each number from where it stands.
+struct Record {
+    unz_file_info64 info{};
+    std::vector<std::byte> extra;
+    std::uint64_t header = 0;  // the position of the entry's own header
+};
 
 /// The extra field of this kind, if there is one.
 std::span<const std::byte> extraField(std::span<const std::byte> extra, std::uint64_t kind) noexcept {
@@ -291,57 +58,89 @@ std::span<const std::byte> extraField(std::span<const std::byte> extra, std::uin
 
 }  // namespace
 
-int ZipReader::State::information(unz_file_info64& info, Wide& wide) const {
-    if (::unzGetOffset64(handle) == 0) {
+struct ZipReader::State {
+    ArchiveFile file;
+    unzFile handle = nullptr;
+    EntryContents contents{file};
+    int readStatus = ZipStatus::ok;  // of the open entry
+
+    /// The current entry's.
+    [[nodiscard]] int read(Record& record);
+    [[nodiscard]] int describe(const Record& record, EntryContents::Description& description) const;
+};
+
+int ZipReader::State::read(Record& record) {
+    const auto offset = ::unzGetOffset64(handle);
+    if (offset == 0) {
         return ZipStatus::parameterError;
     }
-    int status = ::unzGetCurrentFileInfo64(handle, &info, nullptr, 0, nullptr, 0, nullptr, 0);
-    if (status != UNZ_OK || info.size_file_extra == 0) {
+    auto& info = record.info;
+    int status = ZipStatus::ok;
+    const auto position = file.beginningOfRead(
+        [&] { status = ::unzGetCurrentFileInfo64(handle, &info, nullptr, 0, nullptr, 0, nullptr, 0); });
+    if (status != UNZ_OK) {
         return status;
     }
-    std::vector<std::byte> extra(info.size_file_extra);
-    status = ::unzGetCurrentFileInfo64(handle, &info, nullptr, 0, extra.data(), extra.size(), nullptr, 0);
+    record.extra.resize(info.size_file_extra);
+    if (!record.extra.empty()) {
+        status = ::unzGetCurrentFileInfo64(handle, &info, nullptr, 0, record.extra.data(),
+                                           record.extra.size(), nullptr, 0);
+    }
+    // minizip tells nobody where an entry's header is.
+    constexpr std::size_t placeOfOffset = 42;
+    std::array<std::byte, 4> header{};
+    if (file.readDirectoryAt(position + placeOfOffset, header) != header.size()) {
+        return ZipStatus::ioError;
+    }
+    record.header = littleEndian(header);
     // minizip compares with a number of 64 bits where it looks for this field, and never finds it. What
     // stands in it, in this order, is what did not fit: APPNOTE.TXT 6.3.10, section 4.5.3.
     constexpr std::uint64_t zip64 = 1;
-    auto field = extraField(extra, zip64);
-    const auto next = [&] {
-        const auto value = littleEndian(field.first(8));
-        field = field.subspan(8);
-        wide.isUsed = true;
-        return value;
+    auto field = extraField(record.extra, zip64);
+    const auto replace = [&](auto& number) {
+        if (number == elsewhere && field.size() >= 8) {
+            number = littleEndian(field.first(8));
+            field = field.subspan(8);
+        }
     };
-    if (info.uncompressed_size == elsewhere && field.size() >= 8) {
-        info.uncompressed_size = next();
-    }
-    if (info.compressed_size == elsewhere && field.size() >= 8) {
-        info.compressed_size = next();
-    }
-    // Some write a field where nothing needs one.
-    if (field.size() >= 8 && littleEndian(field.first(8)) >= elsewhere) {
-        wide.offset = next();
-    }
+    replace(info.uncompressed_size);
+    replace(info.compressed_size);
+    replace(record.header);
+    record.header += position - offset;  // bytes in front of the archive
     return status;
 }
 
-int ZipReader::State::findRaw(const std::optional<std::uint64_t>& offset, std::uint64_t& position) {
-    if (offset) {
-        constexpr std::size_t headerSize = 30;
-        std::array<std::byte, headerSize> header{};
-        if (*offset >= stream.fileSize() || stream.readAt(*offset, header) != header.size() ||
-            std::memcmp(header.data(), "PK\3\4", 4) != 0) {
-            return ZipStatus::badArchive;
-        }
-        const std::span<const std::byte> bytes(header);
-        position =
-            *offset + headerSize + littleEndian(bytes.subspan(26, 2)) + littleEndian(bytes.subspan(28, 2));
-        return ZipStatus::ok;
+/// minizip's checks: the entry's own header says the same as the directory.
+int ZipReader::State::describe(const Record& record, EntryContents::Description& description) const {
+    constexpr std::size_t headerSize = 30;
+    const auto& info = record.info;
+    std::array<std::byte, headerSize> header{};
+    if (record.header >= file.size()) {
+        return ZipStatus::badArchive;
     }
-    constexpr int raw = 1;
-    int method = 0;
-    const int status = ::unzOpenCurrentFile2(handle, &method, nullptr, raw);
-    position = status == UNZ_OK ? ::unzGetCurrentFileZStreamPos64(handle) : 0;
-    return status;
+    if (file.readAt(record.header, header) != header.size()) {
+        return ZipStatus::ioError;
+    }
+    const auto number = [&](std::size_t place, std::size_t size) {
+        return littleEndian(std::span(header).subspan(place, size));
+    };
+    constexpr std::uint64_t signature = 0x04034b50;
+    constexpr std::uint64_t sizesFollow = 8;
+    const bool hasSizes = (number(6, 2) & sizesFollow) == 0;
+    const auto agrees = [&](std::uint64_t stated, std::uint64_t known) {
+        return !hasSizes || stated == elsewhere || stated == known;
+    };
+    const auto nameSize = number(26, 2);
+    if (number(0, 4) != signature || number(8, 2) != info.compression_method ||
+        (hasSizes && number(14, 4) != info.crc) || !agrees(number(18, 4), info.compressed_size) ||
+        !agrees(number(22, 4), info.uncompressed_size) || nameSize != info.size_filename) {
+        return ZipStatus::badArchive;
+    }
+    description.position = record.header + headerSize + nameSize + number(28, 2);
+    description.rawSize = info.compressed_size;
+    description.size = info.uncompressed_size;
+    description.checkSum = static_cast<std::uint32_t>(info.crc);
+    return ZipStatus::ok;
 }
 
 ZipReader::ZipReader() : state_(std::make_unique<State>()) {}
@@ -353,10 +152,10 @@ ZipReader::~ZipReader() {
 }
 
 bool ZipReader::open(const std::string& path) {
-    if (!state_->stream.open(path)) {
+    if (!state_->file.open(path)) {
         return false;
     }
-    auto functions = state_->stream.functions();
+    auto functions = state_->file.functions();
     state_->handle = ::unzOpen2_64(path.c_str(), &functions);
     return state_->handle != nullptr;
 }
@@ -391,12 +190,12 @@ int ZipReader::locate(const std::string& name) {
 }
 
 int ZipReader::entry(ZipEntry& entry) const {
-    unz_file_info64 info{};
-    State::Wide wide;
-    int status = state_->information(info, wide);
+    Record record;
+    int status = state_->read(record);
     if (status != ZipStatus::ok) {
         return status;
     }
+    const auto& info = record.info;
     entry.name.resize(info.size_filename);
     status = ::unzGetCurrentFileInfo64(state_->handle, nullptr, entry.name.data(), entry.name.size(), nullptr,
                                        0, nullptr, 0);
@@ -420,61 +219,62 @@ int ZipReader::entry(ZipEntry& entry) const {
 std::uint64_t ZipReader::plausibleSize(const ZipEntry& entry) const noexcept {
     constexpr std::uint64_t bestRatio = 1032;  // of deflate: zlib's technical notes
     constexpr std::uint64_t ratioLimit = ~std::uint64_t{0} / bestRatio;
-    const auto compressed = std::min({entry.compressedSize, state_->stream.fileSize(), ratioLimit});
+    const auto compressed = std::min({entry.compressedSize, state_->file.size(), ratioLimit});
     return std::min(entry.uncompressedSize, compressed * bestRatio);
 }
 
 int ZipReader::openEntry(Text password) {
-    unz_file_info64 info{};
-    State::Wide wide;
-    int status = state_->information(info, wide);
+    Record record;
+    EntryContents::Description description;
+    int status = state_->read(record);
+    if (status == ZipStatus::ok) {
+        status = state_->describe(record, description);
+    }
     if (status != ZipStatus::ok) {
         return status;
     }
-    state_->contents.reset();
-    state_->remaining = info.uncompressed_size;
-    state_->readStatus = ZipStatus::ok;
-    const bool isDeciphered = (info.flag & 1U) != 0 && !password.view().empty();
-    if (!isDeciphered && !wide.isUsed) {
-        return ::unzOpenCurrentFile(state_->handle);
+    auto method = static_cast<std::uint32_t>(record.info.compression_method);
+    std::unique_ptr<EntryCipher> cipher;
+    if ((record.info.flag & 1U) != 0 && !password.view().empty()) {
+        if (method == AESParameters::compressionMethod) {
+            const auto parameters = AESParameters::parse(extraField(record.extra, AESParameters::extraField));
+            if (!parameters) {
+                return ZipStatus::badArchive;
+            }
+            method = parameters->actualMethod;
+            if (!parameters->hasCheckSum) {
+                description.checkSum.reset();
+            }
+            cipher = std::make_unique<AESCipher>(*parameters, password.view());
+        } else {
+            cipher = std::make_unique<TraditionalCipher>(password.view());
+        }
     }
-    if (info.compression_method != 0 && info.compression_method != Z_DEFLATED) {
+    if (method != 0 && method != Z_DEFLATED) {
         return ZipStatus::badArchive;
     }
-    std::uint64_t position = 0;
-    status = state_->findRaw(wide.offset, position);
-    if (status == ZipStatus::ok) {
-        state_->contents = std::make_unique<Contents>(state_->stream, position, info);
-        state_->readStatus = state_->contents->start(isDeciphered ? password.view() : std::string_view());
-    }
-    return status;
-}
-
-std::int64_t ZipReader::readPart(std::span<std::byte> buffer) {
-    return state_->contents
-               ? state_->contents->read(buffer)
-               : ::unzReadCurrentFile(state_->handle, buffer.data(), static_cast<unsigned>(buffer.size()));
+    description.isDeflated = method == Z_DEFLATED;
+    state_->readStatus = state_->contents.open(description, std::move(cipher));
+    return ZipStatus::ok;
 }
 
 std::int64_t ZipReader::read(std::span<std::byte> buffer) {
     if (state_->readStatus < 0) {
         return state_->readStatus;
     }
-    buffer = buffer.first(std::min(buffer.size(), std::size_t{INT_MAX}));
-    auto count = buffer.empty() ? 0 : readPart(buffer);
-    if (count == 0 && !buffer.empty() && state_->remaining != 0) {
+    auto count = state_->contents.read(buffer);
+    if (count == 0 && !buffer.empty() && state_->contents.remaining() != 0) {
         count = ZipStatus::badArchive;
     }
     if (count < 0) {
         state_->readStatus = static_cast<int>(count);
-    } else {
-        state_->remaining -= static_cast<std::uint64_t>(count);
     }
     return count;
 }
 
 std::size_t ZipReader::readAll(std::span<std::byte> buffer, const std::stop_token& stop) {
-    constexpr auto piece = std::size_t{1} << 20U;  // between two looks at the token
+    constexpr auto betweenLooks = std::size_t{1} << 20U;
+    const auto piece = stop.stop_possible() ? betweenLooks : buffer.size();
     std::size_t done = 0;
     while (done < buffer.size() && !stop.stop_requested()) {
         const auto count = read(buffer.subspan(done, std::min(piece, buffer.size() - done)));
@@ -487,17 +287,11 @@ std::size_t ZipReader::readAll(std::span<std::byte> buffer, const std::stop_toke
 }
 
 int ZipReader::closeEntry() {
-    const int status = closeEntryForgivingly();
-    return status == ZipStatus::ok ? state_->readStatus : status;
+    return state_->readStatus < 0 ? state_->readStatus : state_->contents.close();
 }
 
 int ZipReader::closeEntryForgivingly() {
-    const int status = ::unzCloseCurrentFile(state_->handle);
-    const auto contents = std::move(state_->contents);
-    if (!contents) {
-        return status;
-    }
-    return state_->readStatus < 0 ? state_->readStatus : contents->status();
+    return state_->contents.isEnciphered() ? closeEntry() : state_->contents.close();
 }
 
 }  // namespace qz::internal

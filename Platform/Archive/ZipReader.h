@@ -11,8 +11,9 @@
 //         }
 //     }
 //
-// Stored and deflated entries are read, also those above 4 GiB and those enciphered in the traditional way,
-// both of which the packaged minizip cannot read. An archive without entries opens, and has no first entry.
+// minizip walks over the directory. Contents are read beside it, since the packaged one reads neither entries
+// above 4 GiB nor enciphered ones: stored and deflated ones, also enciphered in the traditional way or with
+// AES (AE-1 and AE-2). An archive without entries opens, and has no first entry.
 //
 // Archives may be hostile: memory stays the same whatever they say, and sizes are statements, not facts.
 // plausibleSize() is what may be taken memory for. One thread at a time uses a reader.
@@ -26,19 +27,10 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/Archive/ZipStatus.h"
 #include "Platform/Runtime/Text.h"
 
 namespace qz::internal {
-
-/// minizip's own; others, below zero, are zlib's.
-struct ZipStatus {
-    static constexpr int ok = 0;
-    static constexpr int ioError = -1;
-    static constexpr int endOfList = -100;
-    static constexpr int parameterError = -102;
-    static constexpr int badArchive = -103;
-    static constexpr int crcError = -105;
-};
 
 /// What the central directory says of an entry.
 struct ZipEntry {
@@ -101,26 +93,24 @@ public:
     /// become.
     [[nodiscard]] std::uint64_t plausibleSize(const ZipEntry& entry) const noexcept;
     /// A password that is nil or empty is none; it counts for encrypted entries only. A wrong one shows in
-    /// reading. An encrypted entry that is read without one gives its enciphered bytes, or an error.
+    /// reading. An encrypted entry that is read without one gives its enciphered bytes, or an error; with
+    /// AES, it is not opened (badArchive).
     [[nodiscard]] int openEntry(Text password);
     /// How many bytes were read, 0 at the end, or a status below zero. Data that end before the stated size
     /// are an error (badArchive).
     [[nodiscard]] std::int64_t read(std::span<std::byte> buffer);
     /// Fills the buffer: how many bytes there were, fewer at the end, when stopped, and upon an error, which
-    /// closing tells.
+    /// closing tells. Where it cannot be stopped, it is one read: nothing is there upon an error.
     [[nodiscard]] std::size_t readAll(std::span<std::byte> buffer, const std::stop_token& stop = {});
-    /// crcError when everything was read and the check sum differs; else the status of a read that failed.
+    /// crcError when everything was read and the check sum or the authentication code differs; else the
+    /// status of a read that failed.
     int closeEntry();
     /// The same, passing over failed reads of plain entries: damaged data whose end was not reached close
     /// well.
     int closeEntryForgivingly();
 
 private:
-    class Stream;
-    class Contents;
     struct State;
-
-    [[nodiscard]] std::int64_t readPart(std::span<std::byte> buffer);
 
     std::unique_ptr<State> state_;
 };

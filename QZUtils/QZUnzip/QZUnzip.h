@@ -7,9 +7,10 @@
 //     const auto page = QZUnzip::extractDataFromFileRegex("\\.pdf$", "/shelf/issue.zip", true, &error);
 //
 // Names are UTF-8 and may have slashes of both kinds; one that ends with a slash is a directory. Entries that
-// are enciphered in the traditional way are read with a password, which is ASCII: any other, like nil and the
-// empty one, is no password. It counts for encrypted entries alone. A wrong one shows as damaged contents.
-// Those enciphered with AES are not read.
+// are enciphered, in the traditional way or with AES (AE-1 and AE-2), are read with a password, which is
+// ASCII: any other, like nil and the empty one, is no password. It counts for encrypted entries alone. A
+// wrong one shows as damaged contents, and so does a changed entry of AES. Without one, entries of AES are
+// not opened.
 //
 // Archives may come from anywhere. Nothing is written outside of the destination, whatever names, links and
 // filter say: such an entry is one whose file cannot be created. Sizes are checked before memory is taken for
@@ -134,8 +135,8 @@ public:
                                                                            Ref<NSError>* error);
     /// With `justChecking` the bytes are not read, and the buffer is empty.
     ///
-    /// Contents that are damaged in the middle, so that their end is not reached, are answered up to that
-    /// point without an error, and callers rely on it; a wrong check sum at the end is an error.
+    /// Contents that are damaged in the middle, so that their end is not reached, are answered as an empty
+    /// buffer without an error, and callers rely on it; a wrong check sum at the end is an error.
     [[nodiscard]] static std::optional<NSData> extractDataFromFileJustChecking(std::string_view file,
                                                                                std::string_view inArchive,
                                                                                Text password, bool regex,

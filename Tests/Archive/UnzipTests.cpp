@@ -154,6 +154,33 @@ TEST_F(Unzip, DeciphersWithThePasswordAlone) {
     }
 }
 
+TEST_F(Unzip, DeciphersAES) {
+    const Files all{{"deflated.txt", longText()}, {"nothing", ""}, {"stored.txt", "secret"}};
+    for (const auto* name :
+         {"aes-7z-128-0.zip", "aes-7z-128-6.zip", "aes-7z-192-0.zip", "aes-7z-192-6.zip", "aes-7z-256-0.zip",
+          "aes-7z-256-6.zip", "aes-bsdtar-128.zip", "aes-bsdtar-256.zip"}) {
+        EXPECT_TRUE(extract(name, true, "pass")) << name;
+        EXPECT_EQ(filesBelow(destination()), all) << name;
+        std::filesystem::remove_all(destination());
+    }
+    // The one shows in two bytes of the header, the other at the end alone.
+    const auto data = [&](const char* name, Text password, std::int64_t code) {
+        Ref<NSError> error;
+        EXPECT_FALSE(
+            QZUnzip::extractDataFromFilePassword("deflated.txt", archive(name), password, false, &error));
+        EXPECT_EQ(error->code(), code) << name;
+        return warnings([&] { EXPECT_FALSE(extract(name, true, password)); });
+    };
+    for (const auto* name : {"aes-7z-256-6.zip", "forged.zip"}) {
+        EXPECT_THAT(data(name, name[0] == 'a' ? "Pass" : "pass", -105),
+                    ElementsAre("Unable to uznip file deflated.txt: data currupted: -105",
+                                "Unable to uznip file nothing: data currupted: -105",
+                                "Unable to uznip file stored.txt: data currupted: -105"));
+        EXPECT_EQ(filesBelow(destination()), Files());
+        EXPECT_EQ(data(name, nullptr, -103).size(), 3U) << "not opened";
+    }
+}
+
 TEST_F(Unzip, FindsOneEntry) {
     struct Case {
         std::string name;

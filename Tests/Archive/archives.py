@@ -38,6 +38,16 @@ def patched(name, source, changes):
     (HERE / name).write_bytes(data)
 
 
+def forged(name, source):
+    """A copy in which the last byte of each entry, one of its authentication code, is changed."""
+    data = bytearray((HERE / source).read_bytes())
+    with zipfile.ZipFile(HERE / source) as file:
+        for info in file.infolist():
+            names, extra = struct.unpack_from("<HH", data, info.header_offset + 26)
+            data[info.header_offset + 30 + names + extra + info.compress_size - 1] ^= 1
+    (HERE / name).write_bytes(data)
+
+
 def main():
     archive("plain.zip", [
         ("a.txt", b"first", STORED, (2020, 5, 17, 12, 30, 8)),
@@ -100,6 +110,17 @@ def main():
     (work / "open.txt").write_bytes(b"open")
     subprocess.run(["zip", "-q", "-X", "-P", "pass", "../secret.zip", "deflated.txt", "stored.txt"], cwd=work, check=True)
     subprocess.run(["zip", "-q", "-X", "../secret.zip", "open.txt"], cwd=work, check=True)
+    (work / "open.txt").unlink()
+    (work / "nothing").write_bytes(b"")
+    names = ["deflated.txt", "nothing", "stored.txt"]
+    for bits in (128, 192, 256):
+        for level in (0, 6):
+            subprocess.run(["7z", "a", "-bd", "-tzip", "-ppass", f"-mem=AES{bits}", f"-mx{level}",
+                            f"../aes-7z-{bits}-{level}.zip", *names], cwd=work, check=True, stdout=subprocess.DEVNULL)
+    for bits in (128, 256):  # with check sums, which the other leaves out
+        subprocess.run(["bsdtar", "-c", "--format=zip", "--options", f"zip:encryption=aes{bits}", "--passphrase",
+                        "pass", "-f", f"../aes-bsdtar-{bits}.zip", *names], cwd=work, check=True)
+    forged("forged.zip", "aes-7z-256-6.zip")
 
 
 main()
