@@ -189,6 +189,12 @@ class Commands(unittest.TestCase):
             self.assertEqual(self.run_qz("unzip", "-n", "--only", "pages", "-d", str(to), str(archive))[0], 0)
             self.assertEqual((to / "pages/1.txt").read_text(), "mine")
             self.assertEqual((to / "pages/2.txt").read_bytes(), b"\0two")
+            for arguments, status, entries, problems in (
+                    (("--only", "^pages"), 0, ["pages/1.txt", "pages/2.txt"], []),
+                    ((), 1, ["pages/1.txt", "pages/2.txt", "../out.txt", "a" * 200],
+                     [f"Unable to create file {to}/../out.txt"])):
+                result = self.run_qz("unzip", "--json", "-d", str(to), *arguments, str(archive))
+                self.assertEqual((result[0], json.loads(result[1])), (status, {"entries": entries, "problems": problems}))
     def test_inflates(self):
         deflate = zlib.compressobj(wbits=-15)
         given = deflate.compress(b"page " * 5000) + deflate.flush()

@@ -2,6 +2,8 @@
 #include <regex.h>
 
 #include <CLI/CLI.hpp>
+#include <iostream>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "Command.h"
@@ -20,6 +22,7 @@ struct Options {
     bool keepsExisting = false;
     std::string password;
     std::string only;
+    bool writesJSON = false;
 };
 
 /// Which entries are wanted, by a POSIX pattern as `qz cat --regex` takes it.
@@ -68,13 +71,26 @@ private:
     LogSinkIdentifier sink_{};
 };
 
+void printJSON(const std::vector<std::string>& entries, const std::vector<std::string>& problems) {
+    const nlohmann::ordered_json report{{"entries", entries}, {"problems", problems}};
+    using Dump = nlohmann::ordered_json;
+    std::cout << report.dump(-1, ' ', false, Dump::error_handler_t::replace)
+              << '\n';  // paths may be any bytes
+}
+
 void unzip(const Options& options) {
     std::optional<Selection> selection;
-    QZUnzip::Filter filter;
     if (!options.only.empty()) {
         selection.emplace(options.only);
-        filter = [&](const std::string& name) { return (*selection)(name); };
     }
+    std::vector<std::string> entries;
+    const auto filter = [&](const std::string& name) {
+        auto place = selection ? (*selection)(name) : std::optional(name);
+        if (place && options.writesJSON) {
+            entries.push_back(name);
+        }
+        return place;
+    };
     const Warnings warnings;
     Ref<NSError> error;
     QZUnzip::unzipArchiveAtPathOverwrite(options.archive, options.directory, !options.keepsExisting,
@@ -83,6 +99,9 @@ void unzip(const Options& options) {
         throw Failure("\"" + options.archive + "\": " + error->localizedDescription());
     }
     const auto& failures = warnings.texts();
+    if (options.writesJSON) {
+        printJSON(entries, failures);
+    }
     if (!failures.empty()) {
         throw Failure(failures.front() + (failures.size() == 1
                                               ? ""
@@ -103,6 +122,8 @@ void addUnzip(CLI::App& program) {
     command->add_option("-P,--password", options->password, "The password of encrypted entries (ASCII)");
     command->add_option("--only", options->only,
                         "Extract those whose names this pattern (POSIX, basic) matches anywhere");
+    command->add_flag("--json", options->writesJSON,
+                      "Print an object: the entries that were to be extracted, and the problems met");
     command->add_option("ARCHIVE", options->archive, "The archive")->required();
     command->callback([options] { unzip(*options); });
 }
