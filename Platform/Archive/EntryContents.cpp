@@ -111,11 +111,15 @@ int EntryContents::close() {
     return isWhole ? ZipStatus::ok : ZipStatus::crcError;
 }
 
-/// The end of a deflated stream may not have been met, since nothing more was to come out of it. It is short.
 bool EntryContents::isAuthentic() {
+    // The size is not among what is authenticated: the contents must end where it says.
+    std::array<std::byte, 1> more;
+    if (isDeflated_ ? inflate(more) != 0 : remainingRaw_ != 0) {
+        return false;
+    }
     std::array<std::byte, 16> trailer;
     const auto stored = std::span(trailer).first(cipher_->trailerSize());
-    return readRaw(input_) >= 0 && remainingRaw_ == 0 && file_.readAt(position_, stored) == stored.size() &&
+    return remainingRaw_ == 0 && file_.readAt(position_, stored) == stored.size() &&
            cipher_->isAuthentic(stored);
 }
 

@@ -18,6 +18,7 @@
 #include "Platform/Foundation/internal/FileDescriptor.h"
 #include "Platform/Foundation/internal/FileError.h"
 #include "Platform/Runtime/ClassBuilder.h"
+#include "QZUtils/QZUnzip/internal/Zip64End.h"
 
 namespace qz {
 
@@ -137,6 +138,7 @@ public:
 private:
     void note(int status) {
         isOpen_ = status == ZIP_OK;
+        archive_.numberOfEntries_ += isOpen_ ? 1 : 0;
         archive_.noteStatus(status);
     }
 
@@ -152,6 +154,7 @@ void SSZipArchive::dealloc() {
 bool SSZipArchive::open() {
     close();
     error_ = nullptr;
+    numberOfEntries_ = 0;
     zip_ = ::zipOpen64(path_.c_str(), APPEND_STATUS_CREATE);
     if (!zip_) {
         error_ = fileError(FileOperation::Writing, errno, path_);
@@ -163,6 +166,10 @@ bool SSZipArchive::close() {
     if (zip_) {
         noteStatus(::zipClose(zip_, nullptr));
         zip_ = nullptr;
+        if (numberOfEntries_ >= internal::leastEntriesOfZip64 && !error_) {
+            const int number = internal::completeZip64End(path_, numberOfEntries_);
+            error_ = number != 0 ? fileError(FileOperation::Writing, number, path_) : nullptr;
+        }
     }
     return true;
 }

@@ -129,6 +129,7 @@ private:
 
     std::string path_;
     void* zip_ = nullptr;  // minizip's handle
+    std::uint64_t numberOfEntries_ = 0;
     Ref<NSError> error_;
 };
 

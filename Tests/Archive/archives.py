@@ -101,6 +101,22 @@ def main():
     local = bytearray(data[:start])
     local[18:26] = b"\xff" * 8
     (HERE / "large.zip").write_bytes(local + header + b"large" + field + data[start + 51:-22] + end)
+    # One header for two entries, and an entry in the middle of what another one stores.
+    inner = (HERE / "good.zip").read_bytes()
+    archive("overlap.zip", [("aa", inner), ("bb", inner), ("good.txt", b"good")])
+    data = bytearray((HERE / "overlap.zip").read_bytes())
+    last = data.rindex(b"PK\1\2")
+    data[last + 42:last + 46] = struct.pack("<I", data.index(b"good.txt") - 30)
+    second = data.rindex(b"PK\1\2", 0, last)
+    data[second + 42:second + 46] = bytes(4)
+    (HERE / "overlap.zip").write_bytes(data)
+    # Behind other bytes, which the offsets pass over or count.
+    (HERE / "behind.zip").write_bytes(b"#!/bin/sh\n" + (HERE / "good.zip").read_bytes())
+    with open(HERE / "far.zip", "w+b") as file:
+        file.truncate((4 << 30) + 5)
+        with zipfile.ZipFile(file, "a") as far:
+            far.writestr("far", b"far")
+            far.writestr("farther", TEXT, DEFLATED)
     archive("bomb.zip", [("small", b"small"), ("bomb", bytes(64 << 20), DEFLATED), ("other", b"other")])
 
     work = HERE / "work"

@@ -17,8 +17,8 @@ namespace fs = std::filesystem;
 class ArchiveCreation : public ZipTest {
 protected:
     [[nodiscard]] bool othersAccept(const std::string& archive) const {
-        return shell("unzip -tqq " + archive + " && bsdtar -xOf " + archive +
-                     " >bsdtar.out && rm bsdtar.out && python3 -m zipfile -t " + archive + " >/dev/null");
+        return shell("unzip -tqq " + archive + " && 7z t " + archive + " >others.log && bsdtar -xOf " +
+                     archive + " >others.log && python3 -m zipfile -t " + archive + " >others.log");
     }
     Ref<NSError> error_;
 };
@@ -100,6 +100,20 @@ i = a.getinfo('deep/name')
 assert i.external_attr == 0 and i.create_system == 0 and not a.comment, i
 assert abs(time.time() - time.mktime((*i.date_time, 0, 0, -1))) < 60, i.date_time
 )"));
+}
+
+TEST_F(ArchiveCreation, HasMoreEntriesThanTheOldFormatCounts) {
+    for (const int count : {65535, 65536}) {
+        const auto archive = SSZipArchive::initWithPath(at("many.zip"));
+        ASSERT_TRUE(archive->open());
+        for (int number = 0; number < count; ++number) {
+            archive->writeData(NSData(), std::to_string(number));
+        }
+        archive->close();
+        EXPECT_FALSE(archive->error());
+        EXPECT_TRUE(shell("unzip -tqq many.zip && bsdtar -tf many.zip >others.log")) << count;
+        EXPECT_TRUE(python("assert len(z.ZipFile('many.zip').namelist()) == " + std::to_string(count)));
+    }
 }
 
 TEST_F(ArchiveCreation, TellsOfAFullDisk) {

@@ -4,6 +4,7 @@
 #include "Platform/Foundation/NSDate.h"
 #include "Platform/Foundation/NSError.h"
 #include "Platform/Runtime/ClassBuilder.h"
+#include "QZUtils/QZUnzip/QZUnzip.h"
 #include "QZUtils/QZUnzip/SSZipArchive.h"
 #include "Tests/Zip/Support.h"
 
@@ -236,13 +237,20 @@ TEST_F(ArchiveExtraction, KeepsDamagedEntriesAndStopsAtUnreadableOnes) {
 TEST_F(ArchiveExtraction, ReadsArchivesOfOtherPrograms) {
     write("in/d/plain", "text");
     write("in/d/big", std::string(300000, 'b'));
-    for (const auto* command : {"cd in && zip -qr ../a.zip .", "cd in && zip -qr -P secret ../a.zip .",
-                                "cd in && bsdtar -c --format=zip -f ../a.zip *"}) {
+    write("in/gr\u00F6\u00DFe", "umlaut");
+    for (const auto* command :
+         {"zip -qr ../a.zip .", "zip -qr -P secret ../a.zip .", "bsdtar -c --format=zip -f ../a.zip *",
+          "bsdtar -c --format=zip --options zip:encryption=aes256 --passphrase secret -f ../a.zip *",
+          "7z a -tzip ../a.zip * >../7z.log", "7z a -tzip -psecret ../a.zip * >../7z.log",
+          "7z a -tzip -mem=AES192 -psecret ../a.zip * >../7z.log", "python3 -m zipfile -c ../a.zip *"}) {
         fs::remove(at("a.zip"));
         fs::remove_all(at("out"));
-        ASSERT_TRUE(shell(command));
+        ASSERT_TRUE(shell(std::string("cd in && ") + command)) << command;
         EXPECT_TRUE(unzip(true, "secret")) << command;
         EXPECT_TRUE(shell("diff -r in out/deep")) << command;
+        EXPECT_TRUE(QZUnzip::unzipArchiveAtPathOverwrite(at("a.zip"), at("out/plain"), true, "secret",
+                                                         nullptr, nullptr));
+        EXPECT_TRUE(shell("diff -r in out/plain")) << command;
     }
     // And its own, entry for entry.
     fs::remove_all(at("out"));
