@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "QZUtils/QZUnzip/QZUnzip.h"
 #include "Siblings/QZLog.h"
 #include "Tests/Diagnostics/Recorder.h"
+#include "Tests/Support/TemporaryDirectory.h"
 
 namespace qz::test {
 
@@ -26,26 +26,6 @@ inline std::string longText() {
         text += "What is written here comes back. ";
     }
     return text;
-}
-
-class TemporaryDirectory {
-public:
-    TemporaryDirectory() {
-        auto pattern = (std::filesystem::temp_directory_path() / "qz-archive-XXXXXX").string();
-        path_ = ::mkdtemp(pattern.data());
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
-
-inline std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator(stream), {}};
 }
 
 class ArchiveTest : public testing::Test {

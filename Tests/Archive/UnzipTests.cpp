@@ -2,7 +2,6 @@
 #include <minizip/unzip.h>
 
 #include <chrono>
-#include <thread>
 
 #include "Platform/Foundation/NSArray.h"
 #include "Platform/Foundation/NSDate.h"
@@ -18,8 +17,10 @@ namespace qz::test {
 
 namespace {
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 class Unzip : public ArchiveTest {
 protected:
@@ -135,50 +136,31 @@ TEST_F(Unzip, RemovesDamagedFilesAndKeepsTheOthers) {
 }
 
 TEST_F(Unzip, DeciphersWithThePasswordAlone) {
-    const Files all{{"deflated.txt", longText()}, {"open.txt", "open"}, {"stored.txt", "secret"}};
-    EXPECT_TRUE(extract("secret.zip", true, "pass"));
-    EXPECT_EQ(filesBelow(destination()), all);
-    for (const auto& wrong : {Text("Pass"), Text(), Text(""), Text("päss")}) {
-        std::filesystem::remove_all(destination());
-        EXPECT_EQ(warnings([&] { EXPECT_TRUE(extract("secret.zip", true, wrong)); }).size(), 2U);
-        EXPECT_EQ(filesBelow(destination()), (Files{{"open.txt", "open"}}));
-        Ref<NSError> error;
-        EXPECT_FALSE(
-            QZUnzip::extractDataFromFilePassword("stored.txt", archive("secret.zip"), wrong, false, &error));
-        EXPECT_EQ(error->code(), -105);
+    const Files secrets{{"deflated.txt", longText()}, {"stored.txt", "secret"}};
+    for (const std::string name :
+         {"secret.zip", "aes-7z-128-0.zip", "aes-7z-128-6.zip", "aes-7z-192-0.zip", "aes-7z-192-6.zip",
+          "aes-7z-256-0.zip", "aes-7z-256-6.zip", "aes-bsdtar-128.zip", "aes-bsdtar-256.zip", "forged.zip"}) {
+        for (const auto& password : {Text("pass"), Text("Pass"), Text(), Text(""), Text("päss")}) {
+            const bool isOpened = name == "secret.zip" || password == "pass" || password == "Pass";
+            const bool isRight = password == "pass" && name != "forged.zip";
+            const auto logged = warnings([&] { (void)extract(name, true, password); });
+            EXPECT_EQ(logged.size() >= 2, !isRight) << name;
+            EXPECT_THAT(logged, Each(isOpened ? StartsWith("Unable to uznip file ")
+                                              : StartsWith("Unable to open current file")));
+            auto files = filesBelow(destination());
+            files.erase("nothing");   // which bsdtar does not encipher
+            files.erase("open.txt");  // which needs no password
+            EXPECT_EQ(files, isRight ? secrets : Files()) << name;
+            std::filesystem::remove_all(destination());
+            Ref<NSError> error;
+            const auto data =
+                QZUnzip::extractDataFromFilePassword("stored.txt", archive(name), password, false, &error);
+            EXPECT_EQ(data.value_or(NSData()).text(), isRight ? "secret" : "") << name;
+            EXPECT_EQ(error ? error->code() : 0, isRight ? 0 : isOpened ? -105 : -103) << name;
+        }
     }
-    Ref<NSError> error;
-    for (const auto& [name, content] : all) {
-        EXPECT_EQ(QZUnzip::extractDataFromFilePassword(name, archive("secret.zip"), "pass", false, &error),
-                  NSData::dataWithText(content));
-    }
-}
-
-TEST_F(Unzip, DeciphersAES) {
-    const Files all{{"deflated.txt", longText()}, {"nothing", ""}, {"stored.txt", "secret"}};
-    for (const auto* name :
-         {"aes-7z-128-0.zip", "aes-7z-128-6.zip", "aes-7z-192-0.zip", "aes-7z-192-6.zip", "aes-7z-256-0.zip",
-          "aes-7z-256-6.zip", "aes-bsdtar-128.zip", "aes-bsdtar-256.zip"}) {
-        EXPECT_TRUE(extract(name, true, "pass")) << name;
-        EXPECT_EQ(filesBelow(destination()), all) << name;
-        std::filesystem::remove_all(destination());
-    }
-    // The one shows in two bytes of the header, the other at the end alone.
-    const auto data = [&](const char* name, Text password, std::int64_t code) {
-        Ref<NSError> error;
-        EXPECT_FALSE(
-            QZUnzip::extractDataFromFilePassword("deflated.txt", archive(name), password, false, &error));
-        EXPECT_EQ(error->code(), code) << name;
-        return warnings([&] { EXPECT_FALSE(extract(name, true, password)); });
-    };
-    for (const auto* name : {"aes-7z-256-6.zip", "forged.zip"}) {
-        EXPECT_THAT(data(name, name[0] == 'a' ? "Pass" : "pass", -105),
-                    ElementsAre("Unable to uznip file deflated.txt: data currupted: -105",
-                                "Unable to uznip file nothing: data currupted: -105",
-                                "Unable to uznip file stored.txt: data currupted: -105"));
-        EXPECT_EQ(filesBelow(destination()), Files());
-        EXPECT_EQ(data(name, nullptr, -103).size(), 3U) << "not opened";
-    }
+    EXPECT_TRUE(extract("secret.zip"));
+    EXPECT_EQ(filesBelow(destination()), (Files{{"open.txt", "open"}}));
 }
 
 TEST_F(Unzip, FindsOneEntry) {
@@ -318,20 +300,6 @@ TEST_F(Unzip, AnswersMessages) {
     EXPECT_EQ(contentOf(destination() / "good.txt"), "good");
     EXPECT_TRUE(send<std::optional<NSData>>(receiver, "extractDataFromFile:inArchive:error:"_sel, "good.txt",
                                             archive("good.zip"), &error));
-}
-
-TEST_F(Unzip, RunsOnSeveralThreads) {
-    std::vector<std::jthread> threads;
-    std::atomic<int> good = 0;
-    for (int number = 0; number < 4; ++number) {
-        threads.emplace_back([&, number] {
-            const auto to = destination() / std::to_string(number);
-            good += QZUnzip::unzipArchiveAtPath(archive("plain.zip"), to.string()) &&
-                    filesBelow(to).at("dir/b.txt") == longText();
-        });
-    }
-    threads.clear();
-    EXPECT_EQ(good, 4);
 }
 
 }  // namespace

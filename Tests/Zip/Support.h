@@ -8,28 +8,23 @@
 #include <fstream>
 #include <string>
 
+#include "Tests/Support/TemporaryDirectory.h"
+
 namespace qz::test {
 
 class ZipTest : public testing::Test {
 protected:
-    ZipTest() {
-        auto pattern = (std::filesystem::temp_directory_path() / "qz-zip-XXXXXX").string();
-        directory_ = ::mkdtemp(pattern.data());
-    }
-    ~ZipTest() override { std::filesystem::remove_all(directory_); }
-
-    [[nodiscard]] std::string at(const std::string& name) const { return directory_ / name; }
+    [[nodiscard]] std::string at(const std::string& name) const { return directory_.path() / name; }
     void write(const std::string& name, std::string_view content) const {
         std::filesystem::create_directories(std::filesystem::path(at(name)).parent_path());
         std::ofstream(at(name), std::ios::binary) << content;
     }
     [[nodiscard]] std::string content(const std::string& name) const {
-        std::ifstream file(at(name), std::ios::binary);
-        return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "(none)";
+        return std::filesystem::exists(at(name)) ? contentOf(at(name)) : "(none)";
     }
     /// Whether a command of the shell succeeds, in the test's directory.
     [[nodiscard]] bool shell(const std::string& command) const {
-        return std::system(("cd '" + directory_.string() + "' && " + command).c_str()) == 0;
+        return std::system(("cd '" + directory_.path().string() + "' && " + command).c_str()) == 0;
     }
     /// Whether Python's statements pass; z is its zipfile.
     [[nodiscard]] bool python(const std::string& statements) const {
@@ -38,7 +33,8 @@ protected:
         return shell("python3 script.py && rm script.py");
     }
 
-    std::filesystem::path directory_;
+private:
+    TemporaryDirectory directory_;
 };
 
 }  // namespace qz::test
