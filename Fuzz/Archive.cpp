@@ -1,5 +1,5 @@
-// Archives from anywhere, read in the three ways: nothing breaks, memory and time go by the bytes, and
-// nothing appears outside of the destination.
+// Archives from anywhere, read in the three ways and by the facade: nothing breaks, memory and time go by the
+// bytes, and nothing appears outside of the destination.
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +8,7 @@
 #include "Platform/Foundation/DDLog.h"
 #include "Platform/Foundation/NSDictionary.h"
 #include "QZUtils/QZUnzip/QZUnzip.h"
+#include "QZUtils/QZUnzip/SSZipArchive.h"
 
 namespace {
 
@@ -42,6 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)qz::QZUnzip::extractDataFromFilePassword("a", archive, "pass", true, nullptr);
     (void)qz::QZUnzip::extractDataFromFile("a", archive, nullptr);
 
+    fs::remove_all(destination);
+    (void)qz::SSZipArchive::unzipFileAtPathOverwrite(archive, destination.string(), true, "pass", nullptr);
     fs::remove_all(destination);
     fs::remove(archive);
     if (!fs::is_empty(place.root)) {
