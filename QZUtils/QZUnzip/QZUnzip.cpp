@@ -5,7 +5,7 @@
 #include <ctime>
 #include <new>
 
-#include "Platform/Archive/ZipReader.h"
+#include "Platform/Archive/internal/ZipReader.h"
 #include "Platform/Foundation/NSArray.h"
 #include "Platform/Foundation/NSDate.h"
 #include "Platform/Foundation/NSDictionary.h"

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Archive/ZipReader.h"
+#include "Platform/Archive/internal/ZipReader.h"
 #include "Platform/Foundation/NSDate.h"
 #include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Foundation/NSError.h"

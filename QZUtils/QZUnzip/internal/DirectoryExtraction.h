@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Archive/ZipReader.h"
+#include "Platform/Archive/internal/ZipReader.h"
 #include "Platform/Foundation/internal/ConfinedDirectory.h"
 #include "Platform/Runtime/Text.h"
 #include "QZUtils/QZUnzip/QZUnzip.h"

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <span>
 
-#include "Platform/Archive/LittleEndian.h"
+#include "Platform/Archive/internal/LittleEndian.h"
 #include "Platform/Foundation/internal/FileDescriptor.h"
 
 namespace qz::internal {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Platform/Archive/EntryCipher.h"
+#include "Platform/Archive/internal/EntryCipher.h"
 
 namespace qz::internal {
 

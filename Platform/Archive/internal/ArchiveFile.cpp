@@ -1,4 +1,4 @@
-#include "Platform/Archive/ArchiveFile.h"
+#include "Platform/Archive/internal/ArchiveFile.h"
 
 #include <fcntl.h>
 #include <minizip/ioapi.h>

@@ -1,4 +1,4 @@
-#include "Platform/Archive/ZipReader.h"
+#include "Platform/Archive/internal/ZipReader.h"
 
 #include <glib.h>
 #include <minizip/unzip.h>
@@ -8,11 +8,11 @@
 #include <array>
 #include <vector>
 
-#include "Platform/Archive/AESCipher.h"
-#include "Platform/Archive/ArchiveFile.h"
-#include "Platform/Archive/EntryContents.h"
-#include "Platform/Archive/LittleEndian.h"
-#include "Platform/Archive/TraditionalCipher.h"
+#include "Platform/Archive/internal/AESCipher.h"
+#include "Platform/Archive/internal/ArchiveFile.h"
+#include "Platform/Archive/internal/EntryContents.h"
+#include "Platform/Archive/internal/LittleEndian.h"
+#include "Platform/Archive/internal/TraditionalCipher.h"
 
 namespace qz::internal {
 

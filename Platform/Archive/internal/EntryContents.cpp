@@ -1,9 +1,9 @@
-#include "Platform/Archive/EntryContents.h"
+#include "Platform/Archive/internal/EntryContents.h"
 
 #include <algorithm>
 #include <limits>
 
-#include "Platform/Archive/ZipStatus.h"
+#include "Platform/Archive/internal/ZipStatus.h"
 
 namespace qz::internal {
 

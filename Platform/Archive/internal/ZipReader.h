@@ -27,7 +27,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Archive/ZipStatus.h"
+#include "Platform/Archive/internal/ZipStatus.h"
 #include "Platform/Runtime/Text.h"
 
 namespace qz::internal {

@@ -1,4 +1,4 @@
-#include "Platform/Archive/AESCipher.h"
+#include "Platform/Archive/internal/AESCipher.h"
 
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
@@ -10,7 +10,7 @@
 #include <functional>
 #include <new>
 
-#include "Platform/Archive/LittleEndian.h"
+#include "Platform/Archive/internal/LittleEndian.h"
 
 namespace qz::internal {
 

@@ -1,4 +1,4 @@
-#include "Platform/Archive/TraditionalCipher.h"
+#include "Platform/Archive/internal/TraditionalCipher.h"
 
 #include <zlib.h>
 

@@ -10,8 +10,8 @@
 #include <optional>
 #include <span>
 
-#include "Platform/Archive/ArchiveFile.h"
-#include "Platform/Archive/EntryCipher.h"
+#include "Platform/Archive/internal/ArchiveFile.h"
+#include "Platform/Archive/internal/EntryCipher.h"
 
 namespace qz::internal {
 

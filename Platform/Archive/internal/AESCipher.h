@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Archive/EntryCipher.h"
+#include "Platform/Archive/internal/EntryCipher.h"
 
 struct evp_cipher_ctx_st;
 struct evp_mac_ctx_st;
