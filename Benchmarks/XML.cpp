@@ -56,7 +56,7 @@ void measure(benchmark::State& state, Make make) {
     const auto before = resident();
     double grown = 0;
     for (auto _ : state) {
-        const auto result = make();
+        [[maybe_unused]] const auto result = make();
         state.PauseTiming();
         grown = resident() - before;
         state.ResumeTiming();

@@ -8,9 +8,9 @@
 
 #include "Command.h"
 #include "PatternTime.h"
+#include "Terminal.h"
 #include "Platform/Foundation/NSError.h"
 #include "QZUtils/QZUnzip/QZUnzip.h"
-#include "Siblings/QZLog.h"
 
 namespace qz::tool {
 
@@ -53,24 +53,6 @@ private:
     bool isMatched_ = false;
 };
 
-/// The warnings that are logged as long as it lives: extraction goes on after a failure, and tells it there.
-class Warnings {
-public:
-    Warnings() {
-        sink_ = log_->addSink([this](const LogMessage& line) { texts_.emplace_back(line.text); },
-                              LogLevel::Warning);
-    }
-    Warnings(const Warnings&) = delete;
-    Warnings& operator=(const Warnings&) = delete;
-    ~Warnings() { log_->removeSink(sink_); }
-    [[nodiscard]] const std::vector<std::string>& texts() const noexcept { return texts_; }
-
-private:
-    const Ref<Logger> log_ = QZLog::sharedLog()->ddSyncLog();
-    std::vector<std::string> texts_;
-    LogSinkIdentifier sink_{};
-};
-
 void printJSON(const std::vector<std::string>& entries, const std::vector<std::string>& problems) {
     const nlohmann::ordered_json report{{"entries", entries}, {"problems", problems}};
     using Dump = nlohmann::ordered_json;
@@ -91,21 +73,22 @@ void unzip(const Options& options) {
         }
         return place;
     };
-    const Warnings warnings;
-    Ref<NSError> error;
-    QZUnzip::unzipArchiveAtPathOverwrite(options.archive, options.directory, !options.keepsExisting,
-                                         options.password, filter, &error);
-    if (error) {
-        throw Failure("\"" + options.archive + "\": " + error->localizedDescription());
+    const auto outcome = QZUnzip::unzip({.archive = options.archive,
+                                         .directory = options.directory,
+                                         .overwrite = !options.keepsExisting,
+                                         .password = options.password,
+                                         .filter = filter});
+    if (outcome.error) {
+        throw Failure("\"" + options.archive + "\": " + outcome.error->localizedDescription());
     }
-    const auto& failures = warnings.texts();
     if (options.writesJSON) {
-        printJSON(entries, failures);
+        printJSON(entries, outcome.warnings);
     }
-    if (!failures.empty()) {
-        throw Failure(failures.front() + (failures.size() == 1
-                                              ? ""
-                                              : " (and " + std::to_string(failures.size() - 1) + " more)"));
+    if (!outcome.warnings.empty()) {
+        throw Failure(firstOf(outcome.warnings.front(), outcome.warnings.size()));
+    }
+    if (!outcome.isComplete()) {
+        throw Failure("\"" + options.archive + "\": its list of entries is damaged");
     }
     if (selection && !selection->isMatched()) {
         throw Failure("no entry of \"" + options.archive + "\" matches \"" + options.only + "\"");
