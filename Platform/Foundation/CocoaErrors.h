@@ -26,6 +26,7 @@ enum class NSCocoaErrorCode : std::int64_t {
     PropertyListWriteInvalid = 3852,
     CoderReadCorrupt = 4864,
     CoderInvalidValue = 4866,
+    TextReadInapplicableDocumentType = 65806,  // of a document that is read as attributed text
 };
 
 /// The path (text) that an operation failed on.
