@@ -72,6 +72,8 @@ void declare(const internal::StyleDeclarations& declarations, Style& style) {
                                         : value == "right"   ? NSTextAlignment::Right
                                         : value == "justify" ? NSTextAlignment::Justified
                                                              : NSTextAlignment::Left;
+        } else if (name == "white-space") {
+            style.isPreformatted = value.starts_with("pre");
         } else if (name == "display") {
             style.isHidden = style.isHidden || value == "none";
         }

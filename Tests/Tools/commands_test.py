@@ -52,6 +52,33 @@ class Commands(unittest.TestCase):
             result = self.run_qz(command, "-", given=given)
             self.assertEqual(result[:2], (1, output))
             self.assertIn("is no XML document", result[2])
+    def test_shows_markup(self):
+        text = "a <b>b<i>\N{NEWSPAPER}</i></b> <a href='http://x.org'>l</a>"
+        bold = "a \33[1mb\33[0m\33[1;3m\N{NEWSPAPER}\33[0m \33]8;;http://x.org\33\\\33[4ml\33[0m\33]8;;\33\\\n"
+        plain = "a b\N{NEWSPAPER} l\n"
+        for arguments, environment, expected in (((), {}, plain), (("--color=always",), {}, bold),
+                                                 (("--color=always",), {"NO_COLOR": "1"}, bold),
+                                                 (("--color=never",), {}, plain)):
+            output = self.run_qz("markup", "-", *arguments, given=text.encode(), environment=environment)
+            self.assertEqual(output, (0, expected.encode(), ""))
+        runs = json.loads(self.run_qz("markup", text, "--json")[1])["runs"]
+        self.assertEqual([(run["location"], run["length"], run["bold"], run["italic"]) for run in runs],
+                         [(0, 2, False, False), (2, 1, True, False), (3, 2, True, True), (5, 1, False, False),
+                          (6, 1, False, False)])
+        self.assertEqual(runs[4]["link"], "http://x.org")
+        self.assertIn(b'weight="bold"', self.run_qz("markup", text, "--to", "pango")[1])
+        self.assertIn(b"font-weight: bold", self.run_qz("markup", text, "--to", "html")[1])
+        self.assertIn(b"<i>", self.run_qz("markup", "<b>b<i>c</i></b>", "--flat")[1])
+        self.assertEqual(self.run_qz("markup", "\33[2J")[1], "\N{REPLACEMENT CHARACTER}[2J\n".encode())
+        self.assertEqual(self.run_qz("markup", "x", "--to", "yaml")[:2], (2, b""))
+        # A terminal gets escapes unless the environment asks for none.
+        for no_color, expected in (({}, b"\33[1mx\33[0m"), ({"NO_COLOR": "1"}, b"x")):
+            master, slave = os.openpty()
+            environment = {key: value for key, value in os.environ.items() if key != "NO_COLOR"} | no_color
+            subprocess.run([QZ, "markup", "<b>x</b>"], stdout=slave, check=True, env=environment)
+            self.assertEqual(os.read(master, 100).rstrip(), expected)
+            os.close(master)
+            os.close(slave)
 
     def openssl(self, *arguments, given=b""):
         return subprocess.run(["openssl", *arguments], input=given, capture_output=True, check=True).stdout

@@ -43,6 +43,7 @@ void addDigest(CLI::App& program);
 void addFetch(CLI::App& program);
 void addInflate(CLI::App& program);
 void addLocalize(CLI::App& program);
+void addMarkup(CLI::App& program);
 void addPlist(CLI::App& program);
 void addSqlite(CLI::App& program);
 void addTree(CLI::App& program);

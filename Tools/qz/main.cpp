@@ -38,6 +38,7 @@ int main(int argc, char** argv) {
     qz::tool::addFetch(program);
     qz::tool::addInflate(program);
     qz::tool::addLocalize(program);
+    qz::tool::addMarkup(program);
     qz::tool::addPlist(program);
     qz::tool::addSqlite(program);
     qz::tool::addTree(program);

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "Platform/Text/UIColor.h"
+#include "Platform/Text/UTF16.h"
 
 namespace qz::internal {
 
@@ -36,6 +37,33 @@ std::string withoutComments(std::string_view text) {
         plain.append(text.substr(at, comment - at));
         const auto end = text.find("*/", std::min(comment + 2, text.size()));
         at = end == std::string_view::npos ? text.size() : end + 2;
+    }
+    return plain;
+}
+
+/// A text without its escapes: "\\27 s" is "'s" (CSS Syntax, 4.3.7).
+std::string unescaped(std::string_view text) {
+    std::string plain;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] != '\\' || at + 1 == text.size()) {
+            plain += text[at];
+            continue;
+        }
+        const auto digits = text.substr(at + 1, 6);
+        std::uint32_t value = 0;
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+        if (error != std::errc()) {
+            plain += text[++at];
+            continue;
+        }
+        std::u16string units(1, static_cast<char16_t>(value));
+        if (value > 0xFFFF) {
+            units = {static_cast<char16_t>(0xD7C0 + (value >> 10)),
+                     static_cast<char16_t>(0xDC00 + (value & 0x3FF))};
+        }
+        plain += utf8(units);
+        at += static_cast<std::size_t>(end - digits.data());
+        at += at + 1 < text.size() && text[at + 1] == ' ' ? 1 : 0;
     }
     return plain;
 }
@@ -187,7 +215,7 @@ std::vector<std::string> fontFamiliesOfStyle(std::string_view value) {
     split(value, ',', [&](std::string_view family) {
         const auto isQuoted = family.size() > 1 && (family.front() == '\'' || family.front() == '"') &&
                               family.back() == family.front();
-        families.emplace_back(isQuoted ? family.substr(1, family.size() - 2) : family);
+        families.push_back(unescaped(isQuoted ? family.substr(1, family.size() - 2) : family));
     });
     return families;
 }
