@@ -53,7 +53,8 @@ Ref<NSURLComponents> NSURLComponents::componentsWithURL(const Ref<NSURL>& url, b
     if (!url) {
         return nullptr;
     }
-    const auto given = resolvingAgainstBaseURL ? url : NSURL::URLWithString(url->relativeString());
+    const auto isWhole = resolvingAgainstBaseURL || url->relativeString() == url->absoluteString();
+    const auto given = isWhole ? url : NSURL::URLWithString(url->relativeString());
     return make<NSURLComponents>(given ? given->query() : std::nullopt);
 }
 
