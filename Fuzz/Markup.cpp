@@ -16,9 +16,9 @@ std::string onePassOfICU(const std::string& text) {
         R"(<(\S+)(?:\s+(?<attrs>.*))?>(?<text>.*?)</(\1)>)", qz::NSRegularExpressionOptions::None, nullptr);
     auto units = qz::utf16(text);
     const auto matches = tags->matchesInString(text);
-    for (auto match = matches.rbegin(); match != matches.rend(); ++match) {
-        const auto enclosed = (*match)->rangeWithName("text");
-        const auto whole = (*match)->range();
+    for (auto i = matches.size(); i-- > 0;) {
+        const auto enclosed = matches[i]->rangeWithName("text");
+        const auto whole = matches[i]->range();
         units.replace(whole.location, whole.length, units.substr(enclosed.location, enclosed.length));
     }
     return qz::utf8(units);

@@ -66,17 +66,17 @@ public:
         Found found;
         auto units = utf16(given);
         const auto matches = tags_->matchesInString(given);
-        for (auto match = matches.rbegin(); match != matches.rend(); ++match) {
+        for (auto i = matches.size(); i-- > 0;) {
+            const auto& match = matches[i];
             const auto part = [&](NSRange range) {
                 return std::u16string_view(units).substr(range.location, range.length);
             };
-            const auto attributes = (*match)->rangeWithName("attrs");
-            found.calls += utf8(part((*match)->rangeAtIndex(1))) + "(";
+            const auto attributes = match->rangeWithName("attrs");
+            found.calls += utf8(part(match->rangeAtIndex(1))) + "(";
             found.calls += attributes.location == NSNotFound ? "none" : list(part(attributes));
             found.calls += ");";
-            const auto whole = (*match)->range();
-            units.replace(whole.location, whole.length,
-                          std::u16string(part((*match)->rangeWithName("text"))));
+            const auto whole = match->range();
+            units.replace(whole.location, whole.length, std::u16string(part(match->rangeWithName("text"))));
         }
         found.text = utf8(units);
         return found;
