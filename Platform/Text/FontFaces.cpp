@@ -92,7 +92,7 @@ Current& shared() {
     return *current;
 }
 
-/// "Sans Mono" families of "X": "X Mono", and "A Mono" for an X of the form "A Sans".
+/// Where the monospaced faces of a family are: "X Mono", and "A Mono" for an X of the form "A Sans".
 std::vector<std::string> monospacedFamilies(const std::string& family) {
     std::vector<std::string> families{family + " mono"};
     if (const auto blank = family.rfind(' '); blank != std::string::npos) {
