@@ -9,7 +9,8 @@
 // Blocks are separated by one line feed, and none stands at either end; a line break is U+2028. Blanks are
 // collapsed as in a browser. All text has a font, of 12 points in the system's family where nothing says
 // otherwise (a CSS pixel is a point), and links are underlined. Traits are there where faces are (UIFont.h).
-// HTML that is not well-formed is read as libxml2 repairs it.
+// HTML that is not well-formed is read as libxml2 repairs it. Time is linear in the document, except that the
+// parser compares the attributes of one element with each other: forty thousand of them take a second.
 //
 // Safe from any thread.
 #pragma once
