@@ -8,9 +8,9 @@
 
 #include "Command.h"
 #include "PatternTime.h"
-#include "Terminal.h"
 #include "Platform/Foundation/NSError.h"
 #include "QZUtils/QZUnzip/QZUnzip.h"
+#include "Terminal.h"
 
 namespace qz::tool {
 
