@@ -20,8 +20,7 @@ enum class NSCocoaErrorCode : std::int64_t {
     FileWriteFileExists = 516,
     FileWriteOutOfSpace = 640,
     FileWriteVolumeReadOnly = 642,
-    Formatting = 2048,         // a text that is not what a formatter reads
-    FormattingInvalid = 2048,  // a text that is not of the form that is wanted
+    Formatting = 2048,  // a text that is not of the form that is wanted
     PropertyListReadCorrupt = 3840,
     PropertyListWriteInvalid = 3852,
     CoderReadCorrupt = 4864,

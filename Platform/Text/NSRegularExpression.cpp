@@ -57,7 +57,7 @@ Ref<NSError> patternError(std::string_view pattern, UErrorCode status, const UPa
             " in line " + std::to_string(place.line) + " at character " + std::to_string(place.offset);
     }
     return NSError::errorWithDomain(std::string(NSCocoaErrorDomain),
-                                    static_cast<std::int64_t>(NSCocoaErrorCode::FormattingInvalid),
+                                    static_cast<std::int64_t>(NSCocoaErrorCode::Formatting),
                                     NSDictionary::dictionary({{NSLocalizedDescriptionKey, description}}));
 }
 
