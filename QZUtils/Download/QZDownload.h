@@ -8,9 +8,9 @@
 //
 // The mirrors are tried in their order. What has arrived when a transfer fails, is cancelled or is left by a
 // process that ends is kept, and the next mirror, or the next start, goes on from there, provided that the
-// server's entity tag says that it is the same file (docs/downloads.md tells which do). The target appears by
-// a rename and is never half a file. Beside it stands "<target>.resumeData" while there is something to go on
-// from.
+// server's entity tag says that it is the same file (docs/guide/downloads.md tells which do). The target
+// appears by a rename and is never half a file. Beside it stands "<target>.resumeData" while there is
+// something to go on from.
 //
 // Progress is offered in four ways: progress() (observable, a part of others where wanted), the progress
 // block, the delegate, and the promise of downloadTo(). The block, the delegate and the counts of progress()

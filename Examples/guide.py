@@ -1,0 +1,80 @@
+#!/usr/bin/env python3
+"""Keeps docs/guide/ true: its programs are built, run, and print what the pages say.
+
+guide.py extract DIRECTORY PAGE...   writes <page>.cpp and <page>.txt into DIRECTORY; files that would not change keep
+                                     their time, so that nothing is built anew
+guide.py check PROGRAM EXPECTED      runs a program and compares its standard output with a file
+
+A page has one ```cpp block with `int main`, the program, and behind it a ```text block, its output. Other blocks are
+fragments. index.md links to every page.
+"""
+
+import difflib
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+BLOCK = re.compile(r"^```(\w*)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+# What a program prints must not depend on where its user lives; the second place is as far from the first as may be.
+PLACES = (
+    {"LC_ALL": "C.UTF-8", "LANGUAGE": "en", "TZ": "UTC"},
+    {"LC_ALL": "C.UTF-8", "LANGUAGE": "de", "LANG": "de_DE.UTF-8", "TZ": "Pacific/Kiritimati"},
+)
+
+
+def extract(directory, pages):
+    index = pages[0].with_name("index.md").read_text(encoding="utf-8")
+    directory.mkdir(parents=True, exist_ok=True)
+    for page in pages:
+        if f"]({page.name})" not in index:
+            sys.exit(f"{page.parent}/index.md does not link to {page.name}")
+        program, output = program_and_output(page)
+        write_if_changed(directory / f"{page.stem}.cpp", program)
+        write_if_changed(directory / f"{page.stem}.txt", output)
+
+
+def program_and_output(page):
+    text = page.read_text(encoding="utf-8")
+    blocks = list(BLOCK.finditer(text))
+    programs = [i for i, block in enumerate(blocks) if block[1] == "cpp" and "int main(" in block[2]]
+    if len(programs) != 1:
+        sys.exit(f"{page}: {len(programs)} programs instead of one")
+    program, *behind = blocks[programs[0] :]
+    if not behind or behind[0][1] != "text":
+        sys.exit(f"{page}: the output does not follow the program")
+    # The compiler then speaks of the page.
+    line = text.count("\n", 0, program.start(2)) + 1
+    return f'#line {line} "docs/guide/{page.name}"\n{program[2]}', behind[0][2]
+
+
+def write_if_changed(path, text):
+    if not path.exists() or path.read_text(encoding="utf-8") != text:
+        path.write_text(text, encoding="utf-8")
+
+
+def check(program, expected):
+    said = expected.read_text(encoding="utf-8").splitlines()
+    for place in PLACES:
+        with tempfile.TemporaryDirectory() as directory:
+            home, temporary = pathlib.Path(directory, "home"), pathlib.Path(directory, "tmp")
+            home.mkdir()
+            temporary.mkdir()
+            run = subprocess.run([program], stdout=subprocess.PIPE, check=False, cwd=home,
+                                 env=os.environ | place | {"HOME": str(home), "TMPDIR": str(temporary)})
+            left = [path.name for path in temporary.iterdir()]
+        printed = run.stdout.decode(errors="replace").splitlines()
+        if run.returncode != 0 or printed != said or left:
+            print(*difflib.unified_diff(said, printed, "the page", "the program", lineterm=""), sep="\n")
+            sys.exit(f"with {place}: status {run.returncode}, left in the temporary directory: {left or 'nothing'}")
+
+
+if __name__ == "__main__":
+    verb, *paths = sys.argv[1:]
+    first, *others = map(pathlib.Path, paths)
+    if verb == "extract":
+        extract(first, others)
+    else:
+        check(first, *others)
