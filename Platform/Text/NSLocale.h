@@ -36,7 +36,8 @@ public:
     }
     /// The languages that the user wants to read, best first, as language tags ("de-AT"): those of LANGUAGE,
     /// or else that of the first of LC_ALL, LC_MESSAGES, LANG that is set and not empty. "C" and "POSIX" mean
-    /// "en". Read from the environment at each call; never empty.
+    /// "en", and LANGUAGE, as in gettext, does not count beside them. Read from the environment at each call;
+    /// never empty.
     [[nodiscard]] static std::vector<std::string> preferredLanguages();
     /// Case and separators as they are usual: "en_US" of "EN-us".
     [[nodiscard]] static std::string canonicalLocaleIdentifierFromString(std::string_view identifier);
