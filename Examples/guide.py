@@ -104,7 +104,7 @@ if __name__ == "__main__":
         case ["extract", directory, *pages] if pages:
             extract(pathlib.Path(directory), [pathlib.Path(page) for page in pages])
         case ["check", program, expected]:
-            check(program, pathlib.Path(expected))
+            check(pathlib.Path(program).resolve(), pathlib.Path(expected))
         case ["format", *options] if options in ([], ["--check"]):
             lay_out(is_check=bool(options))
         case _:
