@@ -1,7 +1,7 @@
 // Reading HTML as attributed text. Callers use NSAttributedString::initWithData().
 //
 // Understood are paragraphs and other blocks, headings, ordered and unordered lists, quotations, tables as
-// lines with tabs, preformatted text, line breaks, links, the elements of emphasis, <font>, entities, and of
+// lines with tabs, preformatted text, line breaks, links, the elements of emphasis, "font", entities, and of
 // styles the font's family, size, weight and slant, colours, underlining, alignment. Styles are read from
 // `style` attributes and from the rules for "body" of style elements. Scripts are dropped; nothing is
 // fetched.

@@ -24,7 +24,12 @@ using testing::SizeIs;
 class Delivery : public testing::Test {
 protected:
     Delivery() { fs::create_directories(directory_); }
-    ~Delivery() override { fs::remove_all(directory_); }
+    ~Delivery() override {
+        fs::remove_all(directory_);
+        for (const auto& file : partialFiles()) {
+            fs::remove(file);  // of a delivery that was stopped
+        }
+    }
 
     [[nodiscard]] std::string contentOf(const fs::path& file) const {
         std::ifstream stream(directory_ / file, std::ios::binary);
