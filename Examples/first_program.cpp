@@ -2,14 +2,19 @@
 
 #include <iostream>
 
-int main() {
+// Brings an issue of a newspaper from the first mirror that has it to a directory of pages.
+int main(int argc, char** argv) {
     using namespace qz;
-    const auto registry = QZSynchronizedMapTable::initWithKeyOptions(
-        NSPointerFunctionsOptions::CopyIn, NSPointerFunctionsOptions::WeakMemory, "registry");
-    id issue = "Monday's issue";
-    (*registry)["/library/monday.zip"] = issue;
-    std::cout << registry->count() << " live entry\n";  // 1
-    issue = nullptr;                                    // nobody else holds it
-    std::cout << registry->count() << " left\n";        // 0
-    logWarning("closing %@ after %d issues", "the shelf", 1);
+    if (argc < 2) {
+        std::cout << "usage: first_program URL...\n";
+        return 0;
+    }
+    const auto issue = deliver(
+        {.file = "shelf/monday.zip", .mirrors = {argv + 1, argv + argc}, .directory = "shelf/monday"});
+    if (issue->wait() && issue->isFulfilled()) {
+        std::cout << "The pages are in " << descriptionOf(issue->value()) << ".\n";
+        return 0;
+    }
+    std::cerr << issue->error()->localizedDescription() << '\n';
+    return 1;
 }
