@@ -20,6 +20,7 @@
 #include "QZUtils/Diagnostics/QZExceptionUtil.h"
 #include "QZUtils/Download/QZDownload.h"
 #include "QZUtils/Download/QZDownloadDelegate.h"
+#include "QZUtils/Download/QZReachability.h"
 #include "QZUtils/Extensions/DateDecodingStrategy/DateDecodingStrategy+FlexibleISO8601.h"
 #include "QZUtils/Extensions/NSArray/NSArray+Extended.h"
 #include "QZUtils/Extensions/NSAttributedString/NSAttributedString+HTML.h"
