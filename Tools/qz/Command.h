@@ -45,6 +45,7 @@ void addInflate(CLI::App& program);
 void addLocalize(CLI::App& program);
 void addMarkup(CLI::App& program);
 void addPlist(CLI::App& program);
+void addReachability(CLI::App& program);
 void addSqlite(CLI::App& program);
 void addTree(CLI::App& program);
 void addUnzip(CLI::App& program);

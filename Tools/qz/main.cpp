@@ -40,6 +40,7 @@ int main(int argc, char** argv) {
     qz::tool::addLocalize(program);
     qz::tool::addMarkup(program);
     qz::tool::addPlist(program);
+    qz::tool::addReachability(program);
     qz::tool::addSqlite(program);
     qz::tool::addTree(program);
     qz::tool::addUnzip(program);
