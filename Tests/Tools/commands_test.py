@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import plistlib
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -79,6 +80,39 @@ class Commands(unittest.TestCase):
             self.assertEqual(os.read(master, 100).rstrip(), expected)
             os.close(master)
             os.close(slave)
+
+    def test_tells_reachability(self):
+        for arguments, said in ((("127.0.0.1",), b"127.0.0.1: reachable, address of this machine, no gateway\n"),
+                                (("localhost",), b"localhost: reachable, address of this machine, no gateway\n"),
+                                (("0.0.0.1.invalid",), b"0.0.0.1.invalid: not reachable\n")):
+            self.assertEqual(self.run_qz("reachability", *arguments), (0, said, ""))
+        for arguments in (("",), ("a", "b")):
+            self.assertEqual(self.run_qz("reachability", *arguments)[:2], (2, b""))
+
+    def test_watches_reachability(self):
+        network = ["unshare", "--user", "--map-root-user", "--net"]
+        if subprocess.run([*network, "true"], capture_output=True, check=False).returncode:
+            self.skipTest("this machine allows no network namespaces")
+        for arguments, read in (((), bytes.decode), (("--json",), json.loads)):
+            with subprocess.Popen([*network, "sh"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE) as shell:
+                def line_after(command):
+                    shell.stdin.write(command.encode() + b"\n")
+                    shell.stdin.flush()
+                    return read(shell.stdout.readline())
+                # A shell has its background commands ignore Ctrl-C.
+                watch = shlex.join(["env", "--default-signal=INT", QZ, "reachability", "127.0.0.1", "--watch",
+                                    *arguments])
+                states = [line_after(command) for command in (f"{watch} & pid=$!", "ip link set lo up",
+                                                              "ip address del 127.0.0.1/8 dev lo",
+                                                              "ip address add 127.0.0.1/8 dev lo")]
+                output, errors = shell.communicate(b"kill -INT $pid; wait $pid; echo $?\n")
+                self.assertEqual((output, errors), (b"130\n", b"qz: interrupted\n"))
+            off, on = "127.0.0.1: not reachable\n", "127.0.0.1: reachable, address of this machine, no gateway\n"
+            if arguments:
+                off = {"target": "127.0.0.1", "reachable": False, "flags": 0, "words": []}
+                on = off | {"reachable": True, "flags": 0x30002, "words": ["address of this machine", "no gateway"]}
+            self.assertEqual(states, [off, on, off, on])
 
     def openssl(self, *arguments, given=b""):
         return subprocess.run(["openssl", *arguments], input=given, capture_output=True, check=True).stdout

@@ -1,18 +1,13 @@
 // qz fetch: downloads a file from the first of several mirrors that has it.
-#include <pthread.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <filesystem>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stop_token>
-#include <thread>
 
 #include "Command.h"
-#include "Platform/Dispatch/DispatchQueue.h"
+#include "Interruptions.h"
 #include "Platform/Foundation/Format.h"
 #include "Platform/Foundation/NSArray.h"
 #include "Platform/Foundation/NSDictionary.h"
@@ -37,35 +32,6 @@ struct Options {
     bool isQuiet = false;
     bool writesJSON = false;
     double saveInterval = 10;
-};
-
-/// The first Ctrl-C, or a polite request to end, cancels the download; the second one ends the program.
-class Interruptions {
-public:
-    explicit Interruptions(std::function<void()> onFirst) {
-        // This thread alone takes the signals: the others were started with them blocked.
-        std::thread([onFirst = std::move(onFirst)] {
-            const auto signals = taken();
-            int number = 0;
-            ::sigwait(&signals, &number);
-            DispatchQueue::main().async(onFirst);
-            ::sigwait(&signals, &number);
-            ::_exit(interrupted);
-        }).detach();
-    }
-    static void block() {
-        const auto signals = taken();
-        ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    }
-
-private:
-    static sigset_t taken() {
-        sigset_t signals;
-        ::sigemptyset(&signals);
-        ::sigaddset(&signals, SIGINT);
-        ::sigaddset(&signals, SIGTERM);
-        return signals;
-    }
 };
 
 Ref<NSURL> loadableURL(const std::string& text) {
