@@ -158,10 +158,13 @@ TEST_F(Reachability, TellsChangesInOrderAndTheLastState) {
 TEST_F(Reachability, TellsTheLastStateWhenMessagesAreLost) {
     const auto internet = QZReachability::reachabilityForInternetConnection();
     ASSERT_TRUE(await([&] { return internet->reachabilityFlags() == R; }));
-    ASSERT_TRUE(run("for i in $(seq 250); do echo route add 10.10.$i.0/24 dev qz0; done | ip -batch -"));
     const Heard heard(internet);
     makeReceiveBuffersTiny();
-    ASSERT_TRUE(run("ip route flush table main"));  // hundreds of messages in a few system calls
+    // Hundreds of messages in a few system calls. A thread that is awake may nevertheless read them all.
+    for (int attempt = 0; attempt < 100 && numberOfLostMessages() == 0; ++attempt) {
+        ASSERT_TRUE(run("for i in $(seq 250); do echo route add 10.10.$i.0/24 dev lo; done | ip -batch -"));
+        ASSERT_TRUE(run("ip route flush table main"));
+    }
     EXPECT_GT(numberOfLostMessages(), 0U);
     EXPECT_TRUE(await([&] { return heard.all() == std::vector<Flags>{0}; }));
     ASSERT_TRUE(run("ip route add 10.9.0.0/24 dev qz0 && ip route add default via 10.9.0.1"));
@@ -192,6 +195,9 @@ TEST_F(Reachability, FollowsTheAddressOfAName) {
     const auto previous = std::filesystem::current_path();
     const TemporaryDirectory directory;
     std::filesystem::current_path(directory.path());
+    ASSERT_TRUE(await([] {
+        return QZReachability::reachabilityWithHostname("10.9.0.7")->reachabilityFlags() == (R | direct);
+    }));
     ASSERT_TRUE(moveTo("10.9.0.7"));
     const auto moving = QZReachability::reachabilityWithHostname("moving.example");
     {

@@ -46,7 +46,7 @@ public:
     [[nodiscard]] nlmsghdr& message() noexcept { return message_; }
 
 private:
-    alignas(nlmsghdr) std::array<std::byte, 256> bytes_;
+    alignas(nlmsghdr) std::array<std::byte, 256> bytes_{};
     nlmsghdr& message_;
 };
 
