@@ -204,8 +204,7 @@ TEST_F(Reachability, FollowsTheAddressOfAName) {
         const Heard heard(moving);
         EXPECT_TRUE(await([&] { return heard.all() == std::vector<Flags>{R | direct}; }));
         ASSERT_TRUE(moveTo("203.0.113.1"));
-        EXPECT_EQ(moving->reachabilityFlags(), R | direct);   // an answer is good for a minute,
-        ASSERT_TRUE(run("ip addr add 10.7.0.2/24 dev qz0"));  // but not in another network
+        ASSERT_TRUE(run("ip addr add 10.7.0.2/24 dev qz0"));  // another network, another answer
         EXPECT_TRUE(await([&] { return heard.all() == std::vector<Flags>{R | direct, R}; }));
     }
     EXPECT_TRUE(run("umount /etc/hosts; umount /etc/hosts"));

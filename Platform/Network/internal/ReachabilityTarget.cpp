@@ -84,12 +84,14 @@ bool ReachabilityTarget::joinOrLeaveWatch() {
         NetworkWatch::remove(*this);
         return true;
     }
+    // The watch has names resolved at once. An answer that comes before the end of this is still to be told.
+    const bool isKnown = !name_ || name_->addresses();
     if (!NetworkWatch::add(std::static_pointer_cast<ReachabilityTarget>(ref()))) {
         queue_.reset();
         return false;
     }
     // After the watch has begun: what changes in between is compared with this.
-    told_ = flags();
+    told_ = isKnown ? flags() : std::nullopt;
     return true;
 }
 
