@@ -34,7 +34,7 @@ class Request {
 public:
     template <class Header>
     Request(std::uint16_t type, std::uint16_t flags, const Header& header)
-        : message_(*mnl_nlmsg_put_header(bytes_.data())) {
+        : message_(*mnl_nlmsg_put_header(&bytes_)) {
         message_.nlmsg_type = type;
         message_.nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | flags);
         *static_cast<Header*>(mnl_nlmsg_put_extra_header(&message_, sizeof(Header))) = header;
