@@ -5,6 +5,7 @@
 #include <libxml/parserInternals.h>
 
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <functional>
 #include <limits>
@@ -245,6 +246,19 @@ private:
         return object;
     }
 
+    /// Short values repeat as well: the recent ones are one object each.
+    id valueObject(std::string_view value) {
+        constexpr std::size_t longest = 32;
+        if (value.size() > longest) {
+            return value;
+        }
+        auto& recent = values_[std::hash<std::string_view>()(value) % values_.size()];
+        if (!recent || static_cast<NSString&>(*recent).string() != value) {
+            recent = value;
+        }
+        return recent;
+    }
+
     std::string_view nameText(Name name) {
         return name.prefix ? std::string_view(static_cast<NSString&>(*nameObject(name)).string())
                            : view(name.local);
@@ -264,7 +278,7 @@ private:
         }
         for (std::size_t i = 0; i < attributes.size(); i += 5) {
             entries_.emplace_back(nameObject({attributes[i + 1], attributes[i]}),
-                                  view(attributes[i + 3], attributes[i + 4]));
+                                  valueObject(view(attributes[i + 3], attributes[i + 4])));
         }
         send(delegate_, didStartElement(), self_, nameText(name), Text(), Text(),
              entries_.empty() ? noAttributes_ : NSDictionary::dictionary(entries_));
@@ -361,6 +375,7 @@ private:
     std::string run_;   // the one being reported
     std::size_t reference_ = 0;
     std::unordered_map<Name, id, NameHash> names_;
+    std::array<id, 256> values_;
     std::vector<NSDictionary::Entry> entries_;
     const Ref<NSDictionary> noAttributes_ = NSDictionary::dictionary();
 };

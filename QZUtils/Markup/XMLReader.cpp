@@ -89,6 +89,7 @@ Ref<NSMutableDictionary> XMLReader::dictionaryForXMLString(Text string, Ref<NSEr
 
 Ref<NSMutableDictionary> XMLReader::objectWithData(const NSData& data) {
     dictionaryStack_.assign(1, NSMutableDictionary::dictionary());
+    names_.clear();
     const auto parser = NSXMLParser::initWithData(data);
     parser->setDelegate(this);
     return parser->parse() && !dictionaryStack_.empty() ? dictionaryStack_.front() : nullptr;
@@ -98,11 +99,21 @@ void XMLReader::setError(const Ref<NSError>& error) {
     changing(*this, "error", [&] { error_ = error; });
 }
 
+const id& XMLReader::nameObject(std::string_view name) {
+    const auto found = names_.find(name);
+    if (found != names_.end()) {
+        return found->second;
+    }
+    auto object = NSString::string(std::string(name));
+    const std::string_view text = object->string();
+    return names_.emplace(text, std::move(object)).first->second;
+}
+
 void XMLReader::parserDidStartElement(const Ref<NSXMLParser>&, std::string_view elementName, Text, Text,
                                       const Ref<NSDictionary>& attributes) {
     const auto child = attributes->mutableCopy();
     auto& parent = *dictionaryStack_.back();
-    const id name(elementName);
+    const auto& name = nameObject(elementName);
     if (dictionaryStack_.size() == 1) {
         parent.setObjectForKey(child, name);
     } else {

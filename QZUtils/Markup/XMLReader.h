@@ -23,11 +23,12 @@
 #pragma once
 
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Platform/Export.h"
 #include "Platform/Foundation/NSData.h"
-#include "Platform/Runtime/Object.h"
+#include "Platform/Runtime/Id.h"
 #include "Platform/Runtime/Text.h"
 
 namespace qz {
@@ -66,7 +67,11 @@ protected:
     XMLReader() = default;
 
 private:
+    /// One object a name, however often it occurs.
+    const id& nameObject(std::string_view name);
+
     std::vector<Ref<NSMutableDictionary>> dictionaryStack_;  // the open elements; the first is the result
+    std::unordered_map<std::string_view, id> names_;         // keyed by the objects' own texts
     Ref<NSError> error_;
 };
 

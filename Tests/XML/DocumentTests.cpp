@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <vector>
 
 #include "Platform/Foundation/NSArray.h"
 #include "Platform/Foundation/NSDictionary.h"
@@ -165,6 +166,46 @@ TEST(XMLTree, KeepsWhatWasReadBeforeAnError) {
     const auto partial = tree("<a>\n<b>t</c></a>");
     EXPECT_EQ(partial->FirstNode()->childAtIndex(0)->stringValue(), "t");
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("XML Parser error:(line:2, pos:9) "));
+}
+
+TEST(XMLTree, KeepsRepeatedNamesAndValuesApart) {
+    const auto value = [](int i) { return "v" + std::to_string(i % 700); };
+    const auto name = [](int i) { return "n" + std::to_string(i % 9); };
+    constexpr int count = 3000;
+    std::string document("<r>");
+    for (int i = 0; i < count; ++i) {
+        document += "<" + name(i) + " a='" + value(i) + "' b='" + value(i / 2) + "'/>";
+    }
+    document += "</r>";
+    const auto root = tree(document)->FirstNode();
+    const auto dictionaries = read(document);
+    for (int i = 0; i < count; ++i) {
+        const auto& node = root->nodeAtIndex(i);
+        ASSERT_EQ(node->name(), name(i));
+        ASSERT_EQ(node->attribute("a"), id(value(i)));
+        ASSERT_EQ(node->attribute("b"), id(value(i / 2)));
+        const auto same = valueForKeyPath(dictionaries, "r." + name(i)).as<NSArray>();
+        ASSERT_EQ((*same)[static_cast<std::size_t>(i / 9)],
+                  dictionary({{"a", id(value(i))}, {"b", id(value(i / 2))}}));
+    }
+}
+
+TEST(XMLTree, IsFreedButForWhatIsHeld) {
+    auto top = SPNode::initWithName("top");
+    std::vector<std::weak_ptr<SPNode>> nodes;
+    for (int i = 0; i < 3000; ++i) {
+        const auto child = SPNode::initWithName("child");
+        child->appendChild(SPNode::initWithName(std::to_string(i)));
+        top->appendChild(child);
+        nodes.emplace_back(child);
+        nodes.emplace_back(child->childAtIndex(0));
+    }
+    const auto held = top->childAtIndex(1500);
+    top = nullptr;
+    EXPECT_EQ(held->parent(), nullptr);
+    EXPECT_EQ(held->nodeNameAtIndex(0), "1500");
+    EXPECT_EQ(held->childAtIndex(0)->parent(), held);
+    EXPECT_EQ(std::ranges::count_if(nodes, [](const auto& node) { return !node.expired(); }), 2);
 }
 
 TEST(XMLTree, IsReadFromAURL) {
