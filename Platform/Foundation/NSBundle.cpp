@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <filesystem>
 
 #include "Platform/Foundation/NSArray.h"
@@ -29,6 +30,7 @@ QZ_DEFINE_CLASS(NSBundle, cls) {
     cls.property("bundlePath", &Self::bundlePath);
     cls.property("bundleURL", &Self::bundleURL);
     cls.property("resourcePath", &Self::resourcePath);
+    cls.property("bundleIdentifier", [](const Self& self) { return id(Text(self.bundleIdentifier())); });
     cls.method("pathForResource:ofType:", [](const Self& self, Text name, Text type) {
         return id(Text(self.pathForResource(name, type)));
     });
@@ -100,19 +102,24 @@ std::vector<std::string> withGeneralForms(std::string tag) {
     return forms;
 }
 
-std::string developmentLanguage(const std::string& path) {
+/// A text of the bundle's Info.plist: that of the first such file that has it.
+std::optional<std::string> informationFor(std::string_view key, const std::string& path) {
     for (const auto* place : {"Contents/Info.plist", "Info.plist", "Resources/Info.plist"}) {
         if (const auto data = dataWithContentsOfFile(stringByAppendingPathComponent(path, place), nullptr)) {
             const auto list = NSPropertyListSerialization::propertyListWithData(
                                   *data, NSPropertyListReadOptions::Immutable, nullptr, nullptr)
                                   .as<NSDictionary>();
-            if (const auto region = list ? unbox<std::string>(list->objectForKey("CFBundleDevelopmentRegion"))
-                                         : std::nullopt) {
-                return languageTag(*region);
+            if (auto text = list ? unbox<std::string>(list->objectForKey(key)) : std::nullopt) {
+                return text;
             }
         }
     }
-    return "en";
+    return std::nullopt;
+}
+
+std::string developmentLanguage(const std::string& path) {
+    const auto region = informationFor("CFBundleDevelopmentRegion", path);
+    return region ? languageTag(*region) : "en";
 }
 
 /// The directory of the resources that come with the library: beside it in a tree that was built, in the
@@ -197,6 +204,14 @@ NSBundle::NSBundle(std::string path, std::string fallbackPath)
 
 Ref<NSURL> NSBundle::bundleURL() const {
     return NSURL::fileURLWithPath(path_);
+}
+
+std::optional<std::string> NSBundle::bundleIdentifier() const {
+    if (auto identifier = informationFor("CFBundleIdentifier", path_); identifier && !identifier->empty()) {
+        return identifier;
+    }
+    return this == mainBundle().get() ? std::optional<std::string>(program_invocation_short_name)
+                                      : std::nullopt;
 }
 
 // Resources.

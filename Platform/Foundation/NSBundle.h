@@ -57,6 +57,9 @@ public:
     [[nodiscard]] Ref<NSURL> bundleURL() const;
     /// The directory that resources lie in.
     [[nodiscard]] const std::string& resourcePath() const noexcept { return resourcePath_; }
+    /// CFBundleIdentifier of Info.plist, read anew each time. Where that says none, the program's name for
+    /// the main bundle, so that every program has one, and nullopt for others.
+    [[nodiscard]] std::optional<std::string> bundleIdentifier() const;
 
     /// A file or directory: one for everybody first, then that of the best language. A nil or empty type
     /// means that the name is whole; with a nil name it is the first resource of the type. Nullopt when there

@@ -21,79 +21,11 @@ namespace {
 constexpr int systemFailure = 40;
 constexpr int forkFailure = 41;
 
+SQLiteFailure systemError(int number) {
+    return {systemFailure, std::generic_category().message(number)};
+}
+
 }  // namespace
-
-/// Why an operation of the store failed; it does not leave this file.
-struct DefaultsStore::Failure {
-    int code;
-    std::string reason;
-
-    [[nodiscard]] static Failure of(sqlite3* connection) {
-        return {sqlite3_errcode(connection), sqlite3_errmsg(connection)};
-    }
-    [[nodiscard]] static Failure ofSystem(int number) {
-        return {systemFailure, std::generic_category().message(number)};
-    }
-};
-
-/// One use of a prepared statement, which is free for the next afterwards.
-class DefaultsStore::Run {
-public:
-    explicit Run(const Statement& statement) noexcept : statement_(statement.get()) {}
-    Run(const Run&) = delete;
-    Run& operator=(const Run&) = delete;
-    ~Run() {
-        sqlite3_reset(statement_);
-        sqlite3_clear_bindings(statement_);
-    }
-
-    // What is bound has to live as long as the run.
-    Run& bindText(int index, std::string_view text) {
-        return check(
-            sqlite3_bind_text64(statement_, index, addressOf(text), text.size(), SQLITE_STATIC, SQLITE_UTF8));
-    }
-    Run& bindBytes(int index, std::string_view bytes) {
-        return check(sqlite3_bind_blob64(statement_, index, addressOf(bytes), bytes.size(), SQLITE_STATIC));
-    }
-    /// Whether there is another row.
-    [[nodiscard]] bool step() {
-        const int result = sqlite3_step(statement_);
-        if (result != SQLITE_ROW && result != SQLITE_DONE) {
-            throw Failure::of(sqlite3_db_handle(statement_));
-        }
-        return result == SQLITE_ROW;
-    }
-    void finish() {
-        while (step()) {
-        }
-    }
-    [[nodiscard]] std::string_view column(int index) const {
-        const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, index));
-        return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, index))};
-    }
-
-private:
-    /// No address would bind null, and an empty view may have none.
-    [[nodiscard]] static const char* addressOf(std::string_view view) noexcept {
-        return view.empty() ? "" : view.data();
-    }
-    Run& check(int result) {
-        if (result != SQLITE_OK) {
-            throw Failure::of(sqlite3_db_handle(statement_));
-        }
-        return *this;
-    }
-
-    sqlite3_stmt* statement_;
-};
-
-void DefaultsStore::Close::operator()(sqlite3* connection) const noexcept {
-    sqlite3_close(connection);
-}
-
-void DefaultsStore::Finalize::operator()(sqlite3_stmt* statement) const noexcept {
-    sqlite3_finalize(statement);
-}
 
 DefaultsStore::~DefaultsStore() {
     if (connection_ && opener_ != ::getpid()) {
@@ -115,7 +47,7 @@ bool DefaultsStore::attempt(Access access, F&& operation) {
     const std::lock_guard lock(mutex_);
     try {
         return connect(access) && operation();
-    } catch (const Failure& failure) {
+    } catch (const SQLiteFailure& failure) {
         report(failure.code, failure.reason);
         return false;
     }
@@ -124,7 +56,7 @@ bool DefaultsStore::attempt(Access access, F&& operation) {
 std::optional<NSData> DefaultsStore::read(std::string_view key) {
     std::optional<NSData> value;
     attempt(Access::Read, [&] {
-        Run run(select_);
+        SQLiteRun run(select_);
         if (run.bindText(1, key).step()) {
             value = NSData::dataWithText(run.column(0));
         }
@@ -136,7 +68,7 @@ std::optional<NSData> DefaultsStore::read(std::string_view key) {
 DefaultsStore::Entries DefaultsStore::readAll() {
     Entries entries;
     attempt(Access::Read, [&] {
-        Run run(selectAll_);
+        SQLiteRun run(selectAll_);
         while (run.step()) {
             entries.emplace_back(run.column(0), NSData::dataWithText(run.column(1)));
         }
@@ -148,9 +80,9 @@ DefaultsStore::Entries DefaultsStore::readAll() {
 bool DefaultsStore::write(std::string_view key, const std::optional<NSData>& value) {
     return performTransaction([&] {
         if (value) {
-            Run(replace_).bindText(1, key).bindBytes(2, value->text()).finish();
+            SQLiteRun(replace_).bindText(1, key).bindBytes(2, value->text()).finish();
         } else {
-            Run(remove_).bindText(1, key).finish();
+            SQLiteRun(remove_).bindText(1, key).finish();
         }
     });
 }
@@ -172,23 +104,18 @@ bool DefaultsStore::performTransaction(const std::function<void()>& block) {
 }
 
 void DefaultsStore::runOutermost(const std::function<void()>& block) {
-    struct Transaction {
-        DefaultsStore& store;
-        ~Transaction() {
-            store.isInTransaction_ = false;
-            if (sqlite3_get_autocommit(store.connection_.get()) == 0) {
-                sqlite3_exec(store.connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
-            }
-        }
-    };
     // Immediate: one that began by reading could not go on to write after another process has.
-    execute("BEGIN IMMEDIATE");
-    const Transaction transaction{*this};
+    SQLiteTransaction transaction(connection_.get());
+    struct Mark {
+        bool& isInTransaction;
+        ~Mark() { isInTransaction = false; }
+    };
+    const Mark mark{isInTransaction_};
     isInTransaction_ = true;
     isDoomed_ = false;
     block();
     if (!isDoomed_) {
-        execute("COMMIT");
+        transaction.commit();
     }
 }
 
@@ -202,16 +129,16 @@ bool DefaultsStore::connect(Access access) {
 
 bool DefaultsStore::fileExists(Access access) const {
     if (path_.empty()) {
-        throw Failure{systemFailure, "there is no home directory"};
+        throw SQLiteFailure{systemFailure, "there is no home directory"};
     }
     if (access == Access::Write) {
         if (const int number = makePrivateDirectories(stringByDeletingLastPathComponent(path_))) {
-            throw Failure::ofSystem(number);
+            throw systemError(number);
         }
         // SQLite gives its other files the mode of this one.
         const FileDescriptor created(::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (!created && errno != EEXIST) {
-            throw Failure::ofSystem(errno);
+            throw systemError(errno);
         }
         return true;
     }
@@ -220,7 +147,7 @@ bool DefaultsStore::fileExists(Access access) const {
         return true;
     }
     if (errno != ENOENT) {
-        throw Failure::ofSystem(errno);
+        throw systemError(errno);
     }
     return false;
 }
@@ -231,24 +158,18 @@ void DefaultsStore::open() {
         ::open(stringByDeletingLastPathComponent(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     while (directory && ::flock(*directory, LOCK_EX) != 0 && errno == EINTR) {
     }
-    sqlite3* opened = nullptr;
-    const int result =
-        sqlite3_open_v2(path_.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
-    connection_.reset(opened);
+    connection_ = openSQLite(path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, patience);
     try {
-        if (result != SQLITE_OK) {
-            throw Failure{result & 0xFF, sqlite3_errstr(result)};
-        }
-        sqlite3_busy_timeout(opened, patience);
-        execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL");
-        execute(
-            "CREATE TABLE IF NOT EXISTS defaults (key TEXT PRIMARY KEY NOT NULL, value BLOB NOT NULL) "
-            "WITHOUT ROWID");
-        select_ = prepare("SELECT value FROM defaults WHERE key = ?");
-        selectAll_ = prepare("SELECT key, value FROM defaults ORDER BY key");
-        replace_ = prepare("REPLACE INTO defaults (key, value) VALUES (?, ?)");
-        remove_ = prepare("DELETE FROM defaults WHERE key = ?");
-    } catch (const Failure&) {
+        auto* const opened = connection_.get();
+        execute(opened, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL");
+        execute(opened,
+                "CREATE TABLE IF NOT EXISTS defaults (key TEXT PRIMARY KEY NOT NULL, value BLOB NOT NULL) "
+                "WITHOUT ROWID");
+        select_ = prepare(opened, "SELECT value FROM defaults WHERE key = ?");
+        selectAll_ = prepare(opened, "SELECT key, value FROM defaults ORDER BY key");
+        replace_ = prepare(opened, "REPLACE INTO defaults (key, value) VALUES (?, ?)");
+        remove_ = prepare(opened, "DELETE FROM defaults WHERE key = ?");
+    } catch (const SQLiteFailure&) {
         for (auto* statement : {&select_, &selectAll_, &replace_, &remove_}) {
             statement->reset();
         }
@@ -256,21 +177,6 @@ void DefaultsStore::open() {
         throw;
     }
     opener_ = ::getpid();
-}
-
-DefaultsStore::Statement DefaultsStore::prepare(const char* sql) const {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(connection_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
-        SQLITE_OK) {
-        throw Failure::of(connection_.get());
-    }
-    return Statement(statement);
-}
-
-void DefaultsStore::execute(const char* sql) const {
-    if (sqlite3_exec(connection_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        throw Failure::of(connection_.get());
-    }
 }
 
 void DefaultsStore::report(int code, std::string_view reason) {

@@ -24,9 +24,7 @@
 #include <vector>
 
 #include "Platform/Foundation/NSData.h"
-
-struct sqlite3;
-struct sqlite3_stmt;
+#include "Platform/Foundation/internal/SQLite.h"
 
 namespace qz::internal {
 
@@ -56,15 +54,6 @@ public:
     bool performTransaction(const std::function<void()>& block);
 
 private:
-    struct Failure;
-    class Run;
-    struct Close {
-        void operator()(sqlite3* connection) const noexcept;
-    };
-    struct Finalize {
-        void operator()(sqlite3_stmt* statement) const noexcept;
-    };
-    using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
     enum class Access { Read, Write };
 
     template <class F>
@@ -72,8 +61,6 @@ private:
     [[nodiscard]] bool connect(Access access);
     void open();
     [[nodiscard]] bool fileExists(Access access) const;
-    [[nodiscard]] Statement prepare(const char* sql) const;
-    void execute(const char* sql) const;
     void runOutermost(const std::function<void()>& block);
     void report(int code, std::string_view reason);
 
@@ -81,11 +68,11 @@ private:
     std::atomic<std::uint64_t> reported_ = 0;  // a bit for each kind of failure
     std::atomic<pid_t> opener_ = 0;            // the process that has the connection
     std::recursive_mutex mutex_;               // guards the rest, during a whole transaction
-    std::unique_ptr<sqlite3, Close> connection_;
-    Statement select_;
-    Statement selectAll_;
-    Statement replace_;
-    Statement remove_;
+    SQLiteConnection connection_;
+    SQLiteStatement select_;
+    SQLiteStatement selectAll_;
+    SQLiteStatement replace_;
+    SQLiteStatement remove_;
     bool isInTransaction_ = false;
     bool isDoomed_ = false;  // the transaction will be taken back
 };
