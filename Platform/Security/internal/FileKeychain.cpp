@@ -22,14 +22,55 @@ constexpr int patience = 5000;
 
 constexpr mode_t accessOfOthers = S_IRWXG | S_IRWXO;
 
-/// Takes from a file or directory what others may do with it; throws what the system says.
-void makePrivate(const FileDescriptor& file) {
+SQLiteFailure systemError(int number) {
+    return {SQLITE_CANTOPEN, std::generic_category().message(number)};
+}
+
+/// Takes from a file or directory what others may do with it: whether it is there. By its path, for closing any
+/// descriptor of a file would drop the locks that SQLite has on it in this process.
+bool makePrivate(const std::string& path) {
     struct stat status {};
-    if (!file || ::fstat(*file, &status) != 0 ||
-        ((status.st_mode & accessOfOthers) != 0 &&
-         ::fchmod(*file, status.st_mode & 07777 & ~accessOfOthers) != 0)) {
-        throw SQLiteFailure{SQLITE_CANTOPEN, std::generic_category().message(errno)};
+    if (::stat(path.c_str(), &status) != 0) {
+        return errno == ENOENT ? false : throw systemError(errno);
     }
+    if ((status.st_mode & accessOfOthers) != 0 &&
+        ::chmod(path.c_str(), status.st_mode & 07777 & ~accessOfOthers) != 0) {
+        throw systemError(errno);
+    }
+    return true;
+}
+
+std::vector<KeychainItem> matching(sqlite3* connection, const KeychainQuery& query) {
+    std::string sql = "SELECT account, service, accessible, synchronizable, value FROM items WHERE 1";
+    sql += query.account ? " AND account = ?1" : "";
+    sql += query.service ? " AND service = ?2" : "";
+    const auto statement = prepare(connection, (sql + " ORDER BY service, account").c_str());
+    SQLiteRun run(statement);
+    if (query.account) {
+        run.bindText(1, *query.account);
+    }
+    if (query.service) {
+        run.bindText(2, *query.service);
+    }
+    std::vector<KeychainItem> items;
+    while (run.step()) {
+        items.push_back({std::string(run.column(0)), std::string(run.column(1)), std::string(run.column(2)),
+                         run.column(3) == "1", NSData::dataWithText(run.column(4))});
+    }
+    return items;
+}
+
+void write(sqlite3* connection, const KeychainItem& item) {
+    const auto statement = prepare(
+        connection,
+        "REPLACE INTO items (account, service, accessible, synchronizable, value) VALUES (?, ?, ?, ?, ?)");
+    SQLiteRun(statement)
+        .bindText(1, item.account)
+        .bindText(2, item.service)
+        .bindText(3, item.accessible)
+        .bindText(4, item.isSynchronizable ? "1" : "0")
+        .bindBytes(5, item.value.text())
+        .finish();
 }
 
 class FileKeychain final : public KeychainService {
@@ -109,23 +150,28 @@ private:
 
     /// Whether there is a file, for the user alone; makes it if that is wanted.
     [[nodiscard]] bool prepareFile(Making making) const {
+        if (path_.empty()) {
+            throw SQLiteFailure{SQLITE_CANTOPEN, "there is no home directory"};
+        }
         const auto directory = stringByDeletingLastPathComponent(path_);
         if (making == Making::Yes) {
             if (const int number = makePrivateDirectories(directory)) {
-                throw SQLiteFailure{SQLITE_CANTOPEN, std::generic_category().message(number)};
+                throw systemError(number);
             }
         }
-        // SQLite gives its other files the mode of this one. Closing any descriptor of a file drops the locks that
-        // SQLite has on it in this process, hence none with another thread's operation on the way.
-        struct stat status {};
-        if (::stat(path_.c_str(), &status) != 0) {
-            if (errno != ENOENT || making == Making::No) {
-                return errno == ENOENT ? false : throw SQLiteFailure{SQLITE_CANTOPEN, std::generic_category().message(errno)};
-            }
-            const FileDescriptor created(::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-            if (!created && errno != EEXIST) {
-                throw SQLiteFailure{SQLITE_CANTOPEN, std::generic_category().message(errno)};
-            }
+        if (!makePrivate(directory)) {
+            return false;
+        }
+        if (makePrivate(path_)) {
+            return true;
+        }
+        if (making == Making::No) {
+            return false;
+        }
+        // SQLite gives its other files the mode of this one. The file is new: nobody has locks on it.
+        const FileDescriptor created(::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (!created && errno != EEXIST) {
+            throw systemError(errno);
         }
         return true;
     }
@@ -134,5 +180,9 @@ private:
 };
 
 }  // namespace
+
+std::unique_ptr<KeychainService> makeFileKeychain(std::string path) {
+    return std::make_unique<FileKeychain>(std::move(path));
+}
 
 }  // namespace qz::internal

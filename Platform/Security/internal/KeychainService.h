@@ -54,8 +54,8 @@ public:
 };
 
 /// In a file of the user's own. Nothing is made before the first item is added.
-[[nodiscard]] std::unique_ptr<KeychainService> makeFileKeychain(std::string path);
+[[nodiscard]] QZ_EXPORT std::unique_ptr<KeychainService> makeFileKeychain(std::string path);
 /// In the default collection of the session's Secret Service; null when there is none.
-[[nodiscard]] std::unique_ptr<KeychainService> makeSecretServiceKeychain();
+[[nodiscard]] QZ_EXPORT std::unique_ptr<KeychainService> makeSecretServiceKeychain();
 
 }  // namespace qz::internal

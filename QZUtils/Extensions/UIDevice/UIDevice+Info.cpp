@@ -1,3 +1,4 @@
+#include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Runtime/ClassBuilder.h"
 #include "QZUtils/Extensions/UIDevice/UIDevice+Info.h"
 
@@ -12,6 +13,25 @@ id boxed(const std::optional<std::string>& text) {
 }  // namespace
 
 QZ_DEFINE_CATEGORY(UIDevice, Info, cls) {
+    // The identifier.
+    cls.method("UDID", [](UIDevice& self) { return UDID(refTo(self)); });
+    cls.method("appSpecificUDID", [](UIDevice& self) { return appSpecificUDID(refTo(self)); });
+    cls.method("generateFreshOpenUDID", [](UIDevice& self) { return generateFreshOpenUDID(refTo(self)); });
+    cls.method("kcThisAppUDID", [](UIDevice& self) { return boxed(kcThisAppUDID(refTo(self))); });
+    cls.method("kcMostUsedUDID", [](UIDevice& self) { return boxed(kcMostUsedUDID(refTo(self))); });
+    cls.method("setKcThisAppUDID:",
+               [](UIDevice& self, Text identifier) { return setKcThisAppUDID(refTo(self), identifier); });
+    cls.method("createKcQueryCheckingCurrentAppOnly:needResult:",
+               [](UIDevice& self, bool checkingCurrentAppOnly, bool needResult) {
+                   return id(createKcQueryCheckingCurrentAppOnly(refTo(self), checkingCurrentAppOnly, needResult));
+               });
+    cls.method("deleteUDIDForCurrentAppOnly:", [](UIDevice& self, bool currentAppOnly) {
+        deleteUDIDForCurrentAppOnly(refTo(self), currentAppOnly);
+    });
+    cls.method("deleteKcAppUDID", [](UIDevice& self) { deleteKcAppUDID(refTo(self)); });
+    cls.method("deleteAllKcUDIDs", [](UIDevice& self) { deleteAllKcUDIDs(refTo(self)); });
+    cls.method("resetUDIDPersistentCache", [](UIDevice& self) { resetUDIDPersistentCache(refTo(self)); });
+
     // The model.
     cls.classMethod("rawSystemInfoString", [](Class&) { return UIDeviceClass::rawSystemInfoString(); });
     cls.classMethod("deviceVersion", [](Class&) { return UIDeviceClass::deviceVersion(); });
