@@ -109,7 +109,7 @@ TEST(Program, DISABLED_PerformsSteps) {
     NSBundle::setMainBundle(NSBundle::bundleWithPath(std::getenv("QZ_TEST_BUNDLE")));
     internal::setSystemRoot(std::getenv("QZ_TEST_ROOT"));
     std::ofstream output(std::getenv("QZ_TEST_OUTPUT"));
-    const Recorder log(QZLog::sharedLog());
+    const Recorder log(QZLog::sharedLog()->ddSyncLog());
     std::istringstream steps(std::getenv("QZ_TEST_STEPS"));
     for (std::string step; std::getline(steps, step, ';');) {
         if (const auto line = step == "log" ? "" : perform(step); !line.empty()) {
@@ -294,8 +294,8 @@ TEST_F(IdentityTest, IsOneForProgramsThatStartAtOnce) {
 }
 
 TEST_F(IdentityTest, IsInTheSecretServiceWhereThereIsOne) {
-    const auto data = std::string(std::getenv("XDG_DATA_HOME"));
     const SecretService service;
+    const auto data = std::string(std::getenv("XDG_DATA_HOME"));
     const auto first = run("UDID;mine");
     ASSERT_EQ(first.size(), 2U);
     EXPECT_EQ(first[0], first[1]);

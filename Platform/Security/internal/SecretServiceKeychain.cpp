@@ -341,7 +341,9 @@ std::unique_ptr<KeychainService> makeSecretServiceKeychain() {
         if (!session.defaultCollection()) {
             return nullptr;
         }
-    } catch (const ServiceFailure&) {
+    } catch (const ServiceFailure& failure) {
+        DDLog::sharedInstance()->log(true, LogLevel::All, LogFlag::Info, 0, __FILE__, __func__, __LINE__, nullptr,
+                                     "The keychain is a file: %@", failure.reason);
         return nullptr;
     }
     return std::make_unique<SecretServiceKeychain>();

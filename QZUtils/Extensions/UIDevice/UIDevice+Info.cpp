@@ -32,6 +32,12 @@ QZ_DEFINE_CATEGORY(UIDevice, Info, cls) {
     cls.method("deleteAllKcUDIDs", [](UIDevice& self) { deleteAllKcUDIDs(refTo(self)); });
     cls.method("resetUDIDPersistentCache", [](UIDevice& self) { resetUDIDPersistentCache(refTo(self)); });
 
+    // The network.
+    cls.method("macAddr", [](UIDevice& self) { return macAddr(refTo(self)); });
+    cls.classMethod("currentWifiInfo", [](Class&) { return id(UIDeviceClass::currentWifiInfo()); });
+    cls.classMethod("currentWifiSSID", [](Class&) { return boxed(UIDeviceClass::currentWifiSSID()); });
+    cls.classMethod("currentWifiBSSID", [](Class&) { return UIDeviceClass::currentWifiBSSID(); });
+
     // The model.
     cls.classMethod("rawSystemInfoString", [](Class&) { return UIDeviceClass::rawSystemInfoString(); });
     cls.classMethod("deviceVersion", [](Class&) { return UIDeviceClass::deviceVersion(); });
