@@ -58,6 +58,7 @@
 #include "QZUtils/Extensions/NSString/NSString+URL.h"
 #include "QZUtils/Extensions/NSURL/NSURL+Extended.h"
 #include "QZUtils/Extensions/NSURL/NSURL+Parsing.h"
+#include "QZUtils/Extensions/UIDevice/UIDevice+Info.h"
 #include "QZUtils/Extensions/UINib/UINib+Bundle.h"
 #include "QZUtils/Forwarding/QZForwarder.h"
 #include "QZUtils/Forwarding/QZWeakReference.h"

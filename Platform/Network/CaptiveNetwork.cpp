@@ -27,8 +27,9 @@ Attributes attributesIn(std::string_view bytes) {
     const auto* attribute = reinterpret_cast<const nlattr*>(bytes.data());
     auto rest = bytes.size();
     while (::mnl_attr_ok(attribute, static_cast<int>(rest))) {
-        attributes[::mnl_attr_get_type(attribute)] = {static_cast<const char*>(::mnl_attr_get_payload(attribute)),
-                                                      ::mnl_attr_get_payload_len(attribute)};
+        attributes[::mnl_attr_get_type(attribute)] = {
+            static_cast<const char*>(::mnl_attr_get_payload(attribute)),
+            ::mnl_attr_get_payload_len(attribute)};
         const auto step = std::size_t{MNL_ALIGN(attribute->nla_len)};
         if (step >= rest) {
             break;
@@ -69,8 +70,7 @@ public:
         message_->nlmsg_type = family;
         message_->nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | flags);
         message_->nlmsg_seq = 1;
-        auto* header =
-            static_cast<genlmsghdr*>(::mnl_nlmsg_put_extra_header(message_, sizeof(genlmsghdr)));
+        auto* header = static_cast<genlmsghdr*>(::mnl_nlmsg_put_extra_header(message_, sizeof(genlmsghdr)));
         header->cmd = command;
         header->version = 1;
     }
@@ -81,7 +81,8 @@ public:
     /// Calls a function with the attributes of each answer.
     template <class F>
     void perform(F&& function) const {
-        const auto answer = internal::kernel().genericNetlink(std::as_bytes(std::span(bytes_)).first(message_->nlmsg_len));
+        const auto answer =
+            internal::kernel().genericNetlink(std::as_bytes(std::span(bytes_)).first(message_->nlmsg_len));
         if (!answer) {
             return;
         }
@@ -127,8 +128,8 @@ std::vector<Interface> wirelessInterfaces(std::uint16_t family) {
     return interfaces;
 }
 
-/// The network's name among the information elements of its beacons (IEEE 802.11, 9.4.2): each is a type, a length and
-/// as many bytes; the name has type 0.
+/// The network's name among the information elements of its beacons (IEEE 802.11, 9.4.2): each is a type, a
+/// length and as many bytes; the name has type 0.
 std::string_view nameIn(std::string_view elements) {
     while (elements.size() >= 2) {
         const auto length = std::size_t{static_cast<unsigned char>(elements[1])};

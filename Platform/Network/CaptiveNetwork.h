@@ -4,8 +4,8 @@
 //     const auto network = CNCopyCurrentNetworkInfo("wlp2s0");
 //     network->objectForKey(kCNNetworkInfoKeyBSSID)                      // "a0:b1:c2:d3:e4:f5"
 //
-// What the kernel's wireless subsystem says (nl80211, through generic netlink), without rights and without a network
-// service. Some tens of microseconds a call, and no longer than two seconds. Safe from any thread.
+// What the kernel's wireless subsystem says (nl80211, through generic netlink), without rights and without a
+// network service. Some tens of microseconds a call, and no longer than two seconds. Safe from any thread.
 #pragma once
 
 #include <string_view>

@@ -1,21 +1,25 @@
-// Keychain: small secrets of the user that outlive the application's files: generic passwords, each with an account, a
-// service and a value.
+// Keychain: small secrets of the user that outlive the application's files: generic passwords, each with an
+// account, a service and a value.
 //
-//     SecItemAdd(NSDictionary::dictionary({{kSecClass, kSecClassGenericPassword}, {kSecAttrAccount, "reader"},
-//                                          {kSecAttrService, "org.example"}, {kSecValueData, data}}), nullptr);
+//     SecItemAdd(NSDictionary::dictionary({{kSecClass, kSecClassGenericPassword}, {kSecAttrAccount,
+//     "reader"},
+//                                          {kSecAttrService, "org.example"}, {kSecValueData, data}}),
+//                                          nullptr);
 //     id item;
 //     if (SecItemCopyMatching(query, &item) == errSecSuccess) { … }
 //
-// Where the user's session has a Secret Service with a default collection (GNOME Keyring, KWallet), items are in that
-// collection. Otherwise they are in XDG_DATA_HOME/QZUtils/Keychain/items.sqlite, which only the user may read, and
-// which is not enciphered. What a process finds first serves it to its end; items do not move from one to the other.
+// Where the user's session has a Secret Service with a default collection (GNOME Keyring, KWallet), items are
+// in that collection. Otherwise they are in XDG_DATA_HOME/QZUtils/Keychain/items.sqlite, which only the user
+// may read, and which is not enciphered. What a process finds first serves it to its end; items do not move
+// from one to the other.
 //
-// A query names the class, perhaps an account and a service, and what is wanted. Without a limit it means one item.
-// Account and service together are unique. Of items that a user keeps locked nothing is read or changed:
-// errSecInteractionNotAllowed. Nobody is ever asked to unlock, and no operation takes longer than some seconds.
+// A query names the class, perhaps an account and a service, and what is wanted. Without a limit it means one
+// item. Account and service together are unique. Of items that a user keeps locked nothing is read or
+// changed: errSecInteractionNotAllowed. Nobody is ever asked to unlock, and no operation takes longer than
+// some seconds.
 //
-// COST. Some milliseconds with a Secret Service, 0.2 to 10 ms (a flush to disk) without. Safe from any thread and from
-// several processes.
+// COST. Some milliseconds with a Secret Service, 0.2 to 10 ms (a flush to disk) without. Safe from any thread
+// and from several processes.
 #pragma once
 
 #include <cstdint>
@@ -45,7 +49,8 @@ inline constexpr std::string_view kSecClass = "kSecClass";
 /// Texts.
 inline constexpr std::string_view kSecAttrAccount = "kSecAttrAccount";
 inline constexpr std::string_view kSecAttrService = "kSecAttrService";
-/// When an item can be read: kept with it, for the host's information. On Linux it is whenever it is not locked.
+/// When an item can be read: kept with it, for the host's information. On Linux it is whenever it is not
+/// locked.
 inline constexpr std::string_view kSecAttrAccessible = "kSecAttrAccessible";
 /// A truth value, kept with the item in the same way. Nothing here carries items to other machines.
 inline constexpr std::string_view kSecAttrSynchronizable = "kSecAttrSynchronizable";
@@ -65,12 +70,12 @@ inline constexpr std::string_view kSecMatchLimitOne = "kSecMatchLimitOne";
 inline constexpr std::string_view kSecMatchLimitAll = "kSecMatchLimitAll";
 inline constexpr std::string_view kSecUseAuthenticationUISkip = "kSecUseAuthenticationUISkip";
 
-/// Looks items up. `result`, which may be null, becomes what was asked for: the value (NSData), or with attributes a
-/// dictionary, which has it under kSecValueData if that was asked for too; with kSecMatchLimitAll an array of such.
-/// Nil when nothing was asked for or there is no such item.
+/// Looks items up. `result`, which may be null, becomes what was asked for: the value (NSData), or with
+/// attributes a dictionary, which has it under kSecValueData if that was asked for too; with
+/// kSecMatchLimitAll an array of such. Nil when nothing was asked for or there is no such item.
 [[nodiscard]] QZ_EXPORT OSStatus SecItemCopyMatching(const Ref<NSDictionary>& query, id* result);
-/// Adds an item. Without account, service or value these are empty. `result`, which may be null, becomes what was
-/// asked for, as above.
+/// Adds an item. Without account, service or value these are empty. `result`, which may be null, becomes what
+/// was asked for, as above.
 [[nodiscard]] QZ_EXPORT OSStatus SecItemAdd(const Ref<NSDictionary>& attributes, id* result);
 /// Changes value and attributes, other than account and service, of all items that match.
 [[nodiscard]] QZ_EXPORT OSStatus SecItemUpdate(const Ref<NSDictionary>& query,

@@ -85,8 +85,8 @@ std::string perform(const std::string& step) {
         std::filesystem::create_directories(path);
         auto text = std::regex_replace(rest, std::regex("@"), std::string(1, '\0'));
         const std::string key = "vbnqa571kte63019xmLP4hw)#)&*qr";
-        RC4Crypt(reinterpret_cast<const unsigned char*>(key.data()), 30, reinterpret_cast<unsigned char*>(text.data()),
-                 static_cast<std::int64_t>(text.size()));
+        RC4Crypt(reinterpret_cast<const unsigned char*>(key.data()), 30,
+                 reinterpret_cast<unsigned char*>(text.data()), static_cast<std::int64_t>(text.size()));
         std::ofstream(path + "/identity", std::ios::binary) << text;
     } else if (word == "threads") {
         std::vector<std::string> seen(8);
@@ -128,7 +128,8 @@ protected:
     IdentityTest() {
         write("root/etc/machine-id", "0123456789abcdef0123456789abcdef\n");
         for (const auto* name : {"CACHE", "CONFIG", "DATA"}) {
-            ::setenv(("XDG_" + std::string(name) + "_HOME").c_str(), at(std::string("home/") + name).c_str(), 1);
+            ::setenv(("XDG_" + std::string(name) + "_HOME").c_str(), at(std::string("home/") + name).c_str(),
+                     1);
         }
         ::setenv("QZ_TEST_ROOT", at("root").c_str(), 1);
         ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
@@ -160,8 +161,8 @@ protected:
         if (!std::filesystem::exists(program)) {
             std::filesystem::create_symlink(std::filesystem::read_symlink("/proc/self/exe"), program);
         }
-        std::vector<std::string> words = {program, "--gtest_filter=Program.*", "--gtest_also_run_disabled_tests",
-                                          "--gtest_brief=1"};
+        std::vector<std::string> words = {program, "--gtest_filter=Program.*",
+                                          "--gtest_also_run_disabled_tests", "--gtest_brief=1"};
         std::vector<char*> arguments;
         for (auto& word : words) {
             arguments.push_back(word.data());
@@ -229,7 +230,8 @@ TEST_F(IdentityTest, FollowsTheStores) {
         {"an older form without a text", "numbers;set K;UDID;stored", {"set", "K", "K"}},
         {"zeros in the settings", "store " + zero + ";UDID;mine;stored", {zero, "nil", zero}},
         {"zeros in the settings, not over others", "store " + zero + ";set K;UDID;mine", {"set", zero, "K"}},
-        {"zeros in the keychain", "other b=" + zero + ";other c=" + zero + ";other d=B;set " + zero + ";mine;most",
+        {"zeros in the keychain",
+         "other b=" + zero + ";other c=" + zero + ";other d=B;set " + zero + ";mine;most",
          {"set", "nil", "B"}},
         {"nothing in the keychain", "other b=;other c=\xFF;most;mine", {"nil", "nil"}},
         {"deleting one's own", "set K;other b=B;delete mine;mine;most", {"set", "nil", "B"}},
@@ -268,10 +270,14 @@ TEST_F(IdentityTest, IsForgottenForTheNextProcess) {
 }
 
 TEST_F(IdentityTest, OfAnOlderVersionEndsAtAZero) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"left", "left"}, {"left@over", "left"}, {"@left", "S_org.one"}, {"l\xC3\xB6st", "S_org.one"}, {"", "S_org.one"}};
+    const std::pair<const char*, const char*> cases[] = {{"left", "left"},
+                                                         {"left@over", "left"},
+                                                         {"@left", "S_org.one"},
+                                                         {"l\xC3\xB6st", "S_org.one"},
+                                                         {"", "S_org.one"}};
     for (const auto& [content, identity] : cases) {
-        EXPECT_THAT(run(std::string("store S;identity ") + content + ";specific"), ElementsAre(identity)) << content;
+        EXPECT_THAT(run(std::string("store S;identity ") + content + ";specific"), ElementsAre(identity))
+            << content;
     }
 }
 

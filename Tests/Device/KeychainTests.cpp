@@ -126,32 +126,75 @@ TEST(FileKeychain, AddsAnItemOnceForAllThreads) {
     EXPECT_EQ(added, 10);
 }
 
+/// A process has one session bus to its end: each of these tests has a process of its own.
+void inProcess(void (*block)()) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            block();
+            std::_Exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
 TEST(SecretServiceKeychain, KeepsTheContract) {
-    const SecretService service;
-    const auto keychain = internal::makeSecretServiceKeychain();
-    ASSERT_TRUE(keychain);
-    checkContract(*keychain);
+    inProcess([] {
+        const SecretService service;
+        const auto keychain = internal::makeSecretServiceKeychain();
+        ASSERT_TRUE(keychain);
+        checkContract(*keychain);
+    });
 }
 
 TEST(SecretServiceKeychain, AsksNobodyToUnlock) {
-    const SecretService service;
-    const auto keychain = internal::makeSecretServiceKeychain();
-    ASSERT_TRUE(keychain);
-    EXPECT_EQ(keychain->add(item("a", "s", "1")), errSecSuccess);
-    service.lock();
-    const auto start = std::chrono::steady_clock::now();
-    (void)found(*keychain, {"a", "s"}, errSecInteractionNotAllowed);
-    EXPECT_EQ(keychain->add(item("a", "t", "1")), errSecInteractionNotAllowed);
-    EXPECT_EQ(keychain->update({"a", "s"}, {NSData::dataWithText("2"), {}, {}}), errSecInteractionNotAllowed);
-    EXPECT_EQ(keychain->remove({"a", "s"}), errSecInteractionNotAllowed);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    inProcess([] {
+        const SecretService service;
+        const auto keychain = internal::makeSecretServiceKeychain();
+        ASSERT_TRUE(keychain);
+        EXPECT_EQ(keychain->add(item("a", "s", "1")), errSecSuccess);
+        service.lock();
+        const auto start = std::chrono::steady_clock::now();
+        (void)found(*keychain, {"a", "s"}, errSecInteractionNotAllowed);
+        EXPECT_EQ(keychain->add(item("a", "t", "1")), errSecInteractionNotAllowed);
+        EXPECT_EQ(keychain->update({"a", "s"}, {NSData::dataWithText("2"), {}, {}}),
+                  errSecInteractionNotAllowed);
+        EXPECT_EQ(keychain->remove({"a", "s"}), errSecInteractionNotAllowed);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    });
+}
+
+TEST(SecretServiceKeychain, SurvivesTheEndOfTheBus) {
+    inProcess([] {
+        auto service = std::make_unique<SecretService>();
+        const auto keychain = internal::makeSecretServiceKeychain();
+        ASSERT_TRUE(keychain);
+        service.reset();
+        (void)found(*keychain, {"a", "s"}, errSecNotAvailable);
+        EXPECT_EQ(keychain->add(item("a", "t", "1")), errSecNotAvailable);
+    });
+}
+
+TEST(SecretServiceKeychain, DoesNotWaitForOneThatHangs) {
+    inProcess([] {
+        const SecretService service;
+        const auto keychain = internal::makeSecretServiceKeychain();
+        ASSERT_TRUE(keychain);
+        service.stop();
+        const auto start = std::chrono::steady_clock::now();
+        (void)found(*keychain, {"a", "s"}, errSecNotAvailable);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    });
 }
 
 TEST(SecretServiceKeychain, IsNotThereWithoutAService) {
-    const PrivateBus bus;
-    EXPECT_FALSE(internal::makeSecretServiceKeychain()) << "a bus on which nobody answers";
-    ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-    EXPECT_FALSE(internal::makeSecretServiceKeychain()) << "no bus at the address";
+    inProcess([] {
+        const PrivateBus bus;
+        EXPECT_FALSE(internal::makeSecretServiceKeychain());
+    });
+    inProcess([] {
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+        EXPECT_FALSE(internal::makeSecretServiceKeychain());
+    });
 }
 
 TEST(Keychain, RefusesQueriesThatMakeNoSense) {

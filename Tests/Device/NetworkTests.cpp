@@ -46,10 +46,11 @@ std::string interfaceAttributes(std::uint32_t index, const std::string& name) {
     return attribute(NL80211_ATTR_IFINDEX, raw(index)) + attribute(NL80211_ATTR_IFNAME, name + '\0');
 }
 
-std::string station(std::optional<std::uint32_t> status, const std::string& address, const std::string& elements) {
-    return attribute(NL80211_ATTR_BSS,
-                     attribute(NL80211_BSS_BSSID, address) + attribute(NL80211_BSS_INFORMATION_ELEMENTS, elements) +
-                         (status ? attribute(NL80211_BSS_STATUS, raw(*status)) : ""));
+std::string station(std::optional<std::uint32_t> status, const std::string& address,
+                    const std::string& elements) {
+    return attribute(NL80211_ATTR_BSS, attribute(NL80211_BSS_BSSID, address) +
+                                           attribute(NL80211_BSS_INFORMATION_ELEMENTS, elements) +
+                                           (status ? attribute(NL80211_BSS_STATUS, raw(*status)) : ""));
 }
 
 class NetworkTest : public testing::Test {
@@ -60,28 +61,33 @@ protected:
         internal::replaceKernel(internal::Kernel{[links] { return links; }, nullptr});
     }
     /// A kernel that knows interfaces, and what the one with index 3 hears.
-    static void setStations(const std::vector<std::string>& interfaces, const std::vector<std::string>& stations) {
-        internal::replaceKernel(internal::Kernel{nullptr, [=](auto request) -> internal::NetlinkAnswer {
-            nlmsghdr header{};
-            genlmsghdr command{};
-            std::memcpy(&header, request.data(), sizeof(header));
-            std::memcpy(&command, request.data() + NLMSG_HDRLEN, sizeof(command));
-            std::vector<std::vector<std::byte>> answer;
-            if (header.nlmsg_type == GENL_ID_CTRL) {
-                answer.push_back(message(attribute(CTRL_ATTR_FAMILY_ID, raw(wireless))));
+    static void setStations(const std::vector<std::string>& interfaces,
+                            const std::vector<std::string>& stations) {
+        internal::replaceKernel(internal::Kernel{
+            nullptr, [=](auto request) -> internal::NetlinkAnswer {
+                nlmsghdr header{};
+                genlmsghdr command{};
+                std::memcpy(&header, request.data(), sizeof(header));
+                std::memcpy(&command, request.data() + NLMSG_HDRLEN, sizeof(command));
+                std::vector<std::vector<std::byte>> answer;
+                if (header.nlmsg_type == GENL_ID_CTRL) {
+                    answer.push_back(message(attribute(CTRL_ATTR_FAMILY_ID, raw(wireless))));
+                    return answer;
+                }
+                EXPECT_EQ(header.nlmsg_type, wireless);
+                const bool isScan = command.cmd == NL80211_CMD_GET_SCAN;
+                std::uint32_t index = 0;
+                if (isScan) {
+                    std::memcpy(&index, request.data() + NLMSG_HDRLEN + GENL_HDRLEN + NLA_HDRLEN,
+                                sizeof(index));
+                }
+                for (const auto& one : !isScan      ? interfaces
+                                       : index == 3 ? stations
+                                                    : std::vector<std::string>()) {
+                    answer.push_back(message(one));
+                }
                 return answer;
-            }
-            EXPECT_EQ(header.nlmsg_type, wireless);
-            const bool isScan = command.cmd == NL80211_CMD_GET_SCAN;
-            std::uint32_t index = 0;
-            if (isScan) {
-                std::memcpy(&index, request.data() + NLMSG_HDRLEN + GENL_HDRLEN + NLA_HDRLEN, sizeof(index));
-            }
-            for (const auto& one : !isScan ? interfaces : index == 3 ? stations : std::vector<std::string>()) {
-                answer.push_back(message(one));
-            }
-            return answer;
-        }});
+            }});
     }
 };
 
@@ -123,7 +129,8 @@ TEST_F(NetworkTest, FindsHardwareAddresses) {
 
 TEST_F(NetworkTest, KnowsTheNetworkThatItIsIn) {
     const std::string address = "\xA0\xB1\xC2\xD3\xE4\xF5";
-    const std::vector<std::string> interfaces = {interfaceAttributes(2, "wlan0"), interfaceAttributes(3, "wlan1"),
+    const std::vector<std::string> interfaces = {interfaceAttributes(2, "wlan0"),
+                                                 interfaceAttributes(3, "wlan1"),
                                                  attribute(NL80211_ATTR_WIPHY, "only")};
     const std::string elements = std::string("\x01\x02zz\0\x04Home", 10) + "\x03\x01z";
     setStations(interfaces, {station({}, "\1\2\3\4\5\6", {"\0\5Other", 7}),
@@ -134,10 +141,10 @@ TEST_F(NetworkTest, KnowsTheNetworkThatItIsIn) {
     EXPECT_FALSE(CNCopyCurrentNetworkInfo("eth0"));
     EXPECT_EQ(UIDeviceClass::currentWifiSSID(), "Home");
     EXPECT_EQ(UIDeviceClass::currentWifiBSSID(), 0xA0B1C2D3E4F5U);
-    EXPECT_EQ(id(UIDeviceClass::currentWifiInfo()),
-              id(NSDictionary::dictionary({{"SSID", "Home"},
-                                           {"SSIDDATA", NSData::dataWithText("Home")},
-                                           {"BSSID", "a0:b1:c2:d3:e4:f5"}})));
+    EXPECT_EQ(
+        id(UIDeviceClass::currentWifiInfo()),
+        id(NSDictionary::dictionary(
+            {{"SSID", "Home"}, {"SSIDDATA", NSData::dataWithText("Home")}, {"BSSID", "a0:b1:c2:d3:e4:f5"}})));
     setStations(interfaces, {station(NL80211_BSS_STATUS_ASSOCIATED, address, {"\0\2\xE4z", 4})});
     EXPECT_EQ(UIDeviceClass::currentWifiSSID(), "äz");
 }

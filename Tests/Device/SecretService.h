@@ -48,6 +48,7 @@ public:
     ~Daemon() {
         if (process_ > 0) {
             ::kill(process_, SIGTERM);
+            ::kill(process_, SIGCONT);
             wait();
         }
         ::close(output_);
@@ -61,6 +62,8 @@ public:
         }
         return text;
     }
+    /// It answers nothing any more.
+    void stop() const { ::kill(process_, SIGSTOP); }
     /// Its status, when it has ended by itself.
     int wait() {
         int status = -1;
@@ -81,7 +84,8 @@ inline void expectSuccess(const std::vector<std::string>& command) {
 /// A bus on which nobody answers; the session's for as long as it lives. Child processes inherit it.
 class PrivateBus {
 public:
-    PrivateBus() : bus_({"dbus-daemon", "--nofork", "--config-file=" + configuration(), "--print-address=1"}, "") {
+    PrivateBus()
+        : bus_({"dbus-daemon", "--nofork", "--config-file=" + configuration(), "--print-address=1"}, "") {
         ::setenv("XDG_RUNTIME_DIR", directory_.path().c_str(), 1);
         ::setenv("XDG_DATA_HOME", (directory_.path() / "data").c_str(), 1);
         ::setenv("DBUS_SESSION_BUS_ADDRESS", bus_.line().c_str(), 1);
@@ -97,9 +101,10 @@ public:
 private:
     [[nodiscard]] std::string configuration() const {
         auto path = (directory_.path() / "bus.conf").string();
-        std::ofstream(path) << "<busconfig><type>session</type><listen>unix:path=" << directory_.path().string()
-                            << "/bus</listen><policy context='default'><allow send_destination='*' eavesdrop='true'/>"
-                               "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>";
+        std::ofstream(path)
+            << "<busconfig><type>session</type><listen>unix:path=" << directory_.path().string()
+            << "/bus</listen><policy context='default'><allow send_destination='*' eavesdrop='true'/>"
+               "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>";
         return path;
     }
 
@@ -110,7 +115,9 @@ private:
 /// GNOME Keyring with an unlocked default collection.
 class SecretService {
 public:
-    SecretService() { expectSuccess({"gdbus", "wait", "--session", "--timeout=30", "org.freedesktop.secrets"}); }
+    SecretService() {
+        expectSuccess({"gdbus", "wait", "--session", "--timeout=30", "org.freedesktop.secrets"});
+    }
 
     void lock() const {
         expectSuccess({"dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.secrets",
@@ -118,9 +125,12 @@ public:
                        "array:objpath:/org/freedesktop/secrets/collection/login"});
     }
 
+    void stop() const { keyring_.stop(); }
+
 private:
     const PrivateBus bus_;
-    const Daemon keyring_{{"gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"}, "password"};
+    const Daemon keyring_{{"gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"},
+                          "password"};
 };
 
 }  // namespace qz::test

@@ -117,6 +117,22 @@ class Commands(unittest.TestCase):
     def openssl(self, *arguments, given=b""):
         return subprocess.run(["openssl", *arguments], input=given, capture_output=True, check=True).stdout
 
+    def test_describes_the_device(self):
+        with tempfile.TemporaryDirectory() as home:
+            environment = {f"XDG_{name}_HOME": os.path.join(home, name) for name in ("CACHE", "CONFIG", "DATA")}
+            environment |= {"DBUS_SESSION_BUS_ADDRESS": "", "XDG_RUNTIME_DIR": home, "SIMULATOR_DEVICE_NAME": "Reader"}
+            status, output, _ = self.run_qz("device", "--json", environment=environment)
+            self.assertEqual(status, 0)
+            device = json.loads(output)
+            self.assertRegex(device["identifier"], r"\A[0-9A-Fa-f]{32}[0-9a-f]{8}\Z")
+            self.assertEqual((device["model"], device["machine"]), ("Simulator Reader", os.uname().machine))
+            if device["mac"] is not None:
+                self.assertRegex(device["mac"], r"\A[0-9A-F]{2}(:[0-9A-F]{2}){5}\Z")
+            status, output, _ = self.run_qz("device", environment=environment)
+            self.assertEqual(status, 0)
+            self.assertIn(f"identifier: {device['identifier']}\n", output.decode())
+            self.assertEqual(self.run_qz("device", "more", environment=environment)[0], 2)
+
     def test_digests_as_openssl_does(self):
         for given in (b"", b"content" * 100000):
             for algorithm in ("md5", "sha256"):

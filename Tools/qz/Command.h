@@ -39,6 +39,7 @@ private:
 void addCat(CLI::App& program);
 void addCiphers(CLI::App& program);
 void addDate(CLI::App& program);
+void addDevice(CLI::App& program);
 void addDigest(CLI::App& program);
 void addFetch(CLI::App& program);
 void addInflate(CLI::App& program);

@@ -34,6 +34,7 @@ int main(int argc, char** argv) {
     qz::tool::addCat(program);
     qz::tool::addCiphers(program);
     qz::tool::addDate(program);
+    qz::tool::addDevice(program);
     qz::tool::addDigest(program);
     qz::tool::addFetch(program);
     qz::tool::addInflate(program);

@@ -82,8 +82,8 @@ NetlinkAnswer askGenericNetlink(std::span<const std::byte> request) {
     std::vector<std::byte> buffer(std::size_t{64} * 1024);
     while (const auto length = socket.receive(buffer)) {
         auto rest = static_cast<int>(length);
-        for (const auto* message = reinterpret_cast<const nlmsghdr*>(buffer.data()); ::mnl_nlmsg_ok(message, rest);
-             message = ::mnl_nlmsg_next(message, &rest)) {
+        for (const auto* message = reinterpret_cast<const nlmsghdr*>(buffer.data());
+             ::mnl_nlmsg_ok(message, rest); message = ::mnl_nlmsg_next(message, &rest)) {
             if (message->nlmsg_type == NLMSG_ERROR) {
                 const auto* error = static_cast<const nlmsgerr*>(::mnl_nlmsg_get_payload(message));
                 return error->error == 0 ? NetlinkAnswer(messages) : std::nullopt;

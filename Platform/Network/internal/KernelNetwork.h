@@ -21,7 +21,8 @@ struct LinkAddress {
     std::vector<std::uint8_t> address;
 };
 
-/// The messages that answer a netlink request, as they came, without the one that ends them; nullopt on failure.
+/// The messages that answer a netlink request, as they came, without the one that ends them; nullopt on
+/// failure.
 using NetlinkAnswer = std::optional<std::vector<std::vector<std::byte>>>;
 
 struct Kernel {

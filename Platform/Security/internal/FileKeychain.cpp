@@ -1,5 +1,5 @@
-// The keychain in an SQLite file. It is opened for each operation: there are few, and nothing is held that a fork or
-// another process could trip over.
+// The keychain in an SQLite file. It is opened for each operation: there are few, and nothing is held that a
+// fork or another process could trip over.
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -26,8 +26,8 @@ SQLiteFailure systemError(int number) {
     return {SQLITE_CANTOPEN, std::generic_category().message(number)};
 }
 
-/// Takes from a file or directory what others may do with it: whether it is there. By its path, for closing any
-/// descriptor of a file would drop the locks that SQLite has on it in this process.
+/// Takes from a file or directory what others may do with it: whether it is there. By its path, for closing
+/// any descriptor of a file would drop the locks that SQLite has on it in this process.
 bool makePrivate(const std::string& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
@@ -109,8 +109,7 @@ public:
     OSStatus remove(const KeychainQuery& query) override {
         return attempt(Making::No, [&](sqlite3* connection) {
             const auto items = matching(connection, query);
-            const auto statement =
-                prepare(connection, "DELETE FROM items WHERE service = ? AND account = ?");
+            const auto statement = prepare(connection, "DELETE FROM items WHERE service = ? AND account = ?");
             for (const auto& item : items) {
                 SQLiteRun(statement).bindText(1, item.service).bindText(2, item.account).finish();
             }
@@ -128,8 +127,7 @@ private:
             if (!prepareFile(making)) {
                 return errSecItemNotFound;
             }
-            const auto connection =
-                openSQLite(path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, patience);
+            const auto connection = openSQLite(path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, patience);
             SQLiteTransaction transaction(connection.get());
             execute(connection.get(),
                     "CREATE TABLE IF NOT EXISTS items (service TEXT NOT NULL, account TEXT NOT NULL, "

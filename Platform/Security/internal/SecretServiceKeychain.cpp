@@ -1,4 +1,5 @@
-// The keychain in the session's Secret Service (the freedesktop.org Secret Service API, 0.2), through libsecret.
+// The keychain in the session's Secret Service (the freedesktop.org Secret Service API, 0.2), through
+// libsecret.
 #include <libsecret/secret.h>
 
 #include <algorithm>
@@ -52,7 +53,8 @@ public:
     void check() const {
         if (error_) {
             const bool isLocked = ::g_error_matches(error_, SECRET_ERROR, SECRET_ERROR_IS_LOCKED) != 0;
-            throw ServiceFailure{isLocked ? errSecInteractionNotAllowed : errSecNotAvailable, error_->message};
+            throw ServiceFailure{isLocked ? errSecInteractionNotAllowed : errSecNotAvailable,
+                                 error_->message};
         }
     }
 
@@ -92,8 +94,8 @@ private:
     std::thread watch_;
 };
 
-/// Takes the signals of the service's objects, which would otherwise pile up in the program's own main context, where
-/// perhaps nobody runs it.
+/// Takes the signals of the service's objects, which would otherwise pile up in the program's own main
+/// context, where perhaps nobody runs it.
 class OwnContext {
 public:
     OwnContext() : context_(::g_main_context_new()) { ::g_main_context_push_thread_default(context_); }
@@ -160,7 +162,8 @@ public:
         outcome.check();
         // GLib would end the program when the bus goes away.
         const auto* proxy = reinterpret_cast<GDBusProxy*>(service_.get());
-        ::g_dbus_connection_set_exit_on_close(::g_dbus_proxy_get_connection(const_cast<GDBusProxy*>(proxy)), FALSE);
+        ::g_dbus_connection_set_exit_on_close(::g_dbus_proxy_get_connection(const_cast<GDBusProxy*>(proxy)),
+                                              FALSE);
     }
 
     /// Null where there is none.
@@ -199,7 +202,8 @@ public:
             throw ServiceFailure{errSecInteractionNotAllowed, "the items are locked"};
         }
         std::sort(items.begin(), items.end(), [](const Found& left, const Found& right) {
-            return std::tie(left.item.service, left.item.account) < std::tie(right.item.service, right.item.account);
+            return std::tie(left.item.service, left.item.account) <
+                   std::tie(right.item.service, right.item.account);
         });
         return items;
     }
@@ -214,9 +218,10 @@ public:
         }
         Outcome outcome;
         // Replaces: of two processes that add the same item at once, neither makes a second one.
-        const GRef<SecretItem> handle(::secret_item_create_sync(
-            collection.get(), &schema(), attributesOf(item).get(), (item.account + " (" + item.service + ")").c_str(),
-            secretOf(item).get(), SECRET_ITEM_CREATE_REPLACE, deadline_, outcome));
+        const GRef<SecretItem> handle(
+            ::secret_item_create_sync(collection.get(), &schema(), attributesOf(item).get(),
+                                      (item.account + " (" + item.service + ")").c_str(),
+                                      secretOf(item).get(), SECRET_ITEM_CREATE_REPLACE, deadline_, outcome));
         outcome.check();
     }
 
@@ -225,8 +230,8 @@ public:
         ::secret_item_set_secret_sync(found.handle.get(), secretOf(found.item).get(), deadline_, secret);
         secret.check();
         Outcome attributes;
-        ::secret_item_set_attributes_sync(found.handle.get(), &schema(), attributesOf(found.item).get(), deadline_,
-                                          attributes);
+        ::secret_item_set_attributes_sync(found.handle.get(), &schema(), attributesOf(found.item).get(),
+                                          deadline_, attributes);
         attributes.check();
     }
 
@@ -260,8 +265,8 @@ private:
 };
 
 void report(const ServiceFailure& failure) {
-    DDLog::sharedInstance()->log(true, LogLevel::All, LogFlag::Warning, 0, __FILE__, __func__, __LINE__, nullptr,
-                                 "The Secret Service refuses: %@", failure.reason);
+    DDLog::sharedInstance()->log(true, LogLevel::All, LogFlag::Warning, 0, __FILE__, __func__, __LINE__,
+                                 nullptr, "The Secret Service refuses: %@", failure.reason);
 }
 
 class SecretServiceKeychain final : public KeychainService {
@@ -327,7 +332,8 @@ bool hasSessionBus() {
     }
     const auto* runtime = std::getenv("XDG_RUNTIME_DIR");
     std::error_code error;
-    return runtime && *runtime == '/' && std::filesystem::exists(std::filesystem::path(runtime) / "bus", error);
+    return runtime && *runtime == '/' &&
+           std::filesystem::exists(std::filesystem::path(runtime) / "bus", error);
 }
 
 }  // namespace
@@ -342,8 +348,8 @@ std::unique_ptr<KeychainService> makeSecretServiceKeychain() {
             return nullptr;
         }
     } catch (const ServiceFailure& failure) {
-        DDLog::sharedInstance()->log(true, LogLevel::All, LogFlag::Info, 0, __FILE__, __func__, __LINE__, nullptr,
-                                     "The keychain is a file: %@", failure.reason);
+        DDLog::sharedInstance()->log(true, LogLevel::All, LogFlag::Info, 0, __FILE__, __func__, __LINE__,
+                                     nullptr, "The keychain is a file: %@", failure.reason);
         return nullptr;
     }
     return std::make_unique<SecretServiceKeychain>();

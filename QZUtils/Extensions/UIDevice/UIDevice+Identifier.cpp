@@ -72,8 +72,8 @@ std::optional<std::string> identifierOf(const id& item) {
 
 // The settings.
 
-/// What the program's settings say. One that an older version kept in a dictionary is taken out of there, and of the
-/// settings; `isMigrated` says so.
+/// What the program's settings say. One that an older version kept in a dictionary is taken out of there, and
+/// of the settings; `isMigrated` says so.
 std::optional<std::string> storedIdentifier(QZUserDefaults& settings, bool& isMigrated) {
     settings.removeObjectForKey(obsoleteKey);
     const auto stored = settings.objectForKey(identifierKey);
@@ -113,8 +113,8 @@ std::string settledIdentifier(const Ref<UIDevice>& device) {
     return identifier;
 }
 
-/// The same, one program of the family after the other: of two that start at once on a new device, the second finds
-/// what the first made. Where the lock cannot be had, better two identifiers than none.
+/// The same, one program of the family after the other: of two that start at once on a new device, the second
+/// finds what the first made. Where the lock cannot be had, better two identifiers than none.
 std::string agreedIdentifier(const Ref<UIDevice>& device) {
     std::optional<std::string> identifier;
     const auto family = NSUserDefaults::initWithSuiteName("QZUtils.DeviceIdentifier");
@@ -203,7 +203,8 @@ std::optional<std::string> kcThisAppUDID(const Ref<UIDevice>& self) {
 
 std::optional<std::string> kcMostUsedUDID(const Ref<UIDevice>& self) {
     id found;
-    if (SecItemCopyMatching(createKcQueryCheckingCurrentAppOnly(self, false, true), &found) != errSecSuccess) {
+    if (SecItemCopyMatching(createKcQueryCheckingCurrentAppOnly(self, false, true), &found) !=
+        errSecSuccess) {
         return std::nullopt;
     }
     logVerbose("Key chain items with UDID: %@", found);
@@ -247,8 +248,8 @@ bool setKcThisAppUDID(const Ref<UIDevice>& self, Text kcThisAppUDID) {
 }
 
 void deleteUDIDForCurrentAppOnly(const Ref<UIDevice>& /*self*/, bool currentAppOnly) {
-    const auto query = NSMutableDictionary::dictionary(
-        {{kSecClass, kSecClassGenericPassword}, {kSecAttrAccount, account}});
+    const auto query =
+        NSMutableDictionary::dictionary({{kSecClass, kSecClassGenericPassword}, {kSecAttrAccount, account}});
     if (currentAppOnly) {
         query->setObjectForKey(applicationIdentifier(), kSecAttrService);
     }

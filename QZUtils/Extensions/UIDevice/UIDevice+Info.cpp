@@ -21,10 +21,11 @@ QZ_DEFINE_CATEGORY(UIDevice, Info, cls) {
     cls.method("kcMostUsedUDID", [](UIDevice& self) { return boxed(kcMostUsedUDID(refTo(self))); });
     cls.method("setKcThisAppUDID:",
                [](UIDevice& self, Text identifier) { return setKcThisAppUDID(refTo(self), identifier); });
-    cls.method("createKcQueryCheckingCurrentAppOnly:needResult:",
-               [](UIDevice& self, bool checkingCurrentAppOnly, bool needResult) {
-                   return id(createKcQueryCheckingCurrentAppOnly(refTo(self), checkingCurrentAppOnly, needResult));
-               });
+    cls.method(
+        "createKcQueryCheckingCurrentAppOnly:needResult:",
+        [](UIDevice& self, bool checkingCurrentAppOnly, bool needResult) {
+            return id(createKcQueryCheckingCurrentAppOnly(refTo(self), checkingCurrentAppOnly, needResult));
+        });
     cls.method("deleteUDIDForCurrentAppOnly:", [](UIDevice& self, bool currentAppOnly) {
         deleteUDIDForCurrentAppOnly(refTo(self), currentAppOnly);
     });

@@ -26,7 +26,8 @@ bool isEthernet(const internal::LinkAddress& link) {
 }
 
 /// The last entry of Ethernet type with the name; null where there is none.
-const internal::LinkAddress* linkNamed(std::string_view name, const std::vector<internal::LinkAddress>& links) {
+const internal::LinkAddress* linkNamed(std::string_view name,
+                                       const std::vector<internal::LinkAddress>& links) {
     const auto hasName = [&](const internal::LinkAddress& link) { return link.interfaceName == name; };
     if (name == firstInterface && std::none_of(links.begin(), links.end(), hasName)) {
         const auto first = std::find_if(links.begin(), links.end(), isEthernet);
@@ -92,7 +93,8 @@ std::uint64_t UIDeviceClass::currentWifiBSSID() {
     const auto text = entryOfWifi(kCNNetworkInfoKeyBSSID).value_or("");
     std::array<unsigned char, octetCount> octets{};
     // Octets that cannot be read stay 0, which is what callers expect of a text that is cut short.
-    (void)std::sscanf(text.c_str(), "%hhx:%hhx:%hhx:%hhx:%hhx:%hhx", &octets[0], &octets[1], &octets[2],  // NOLINT
+    (void)std::sscanf(text.c_str(), "%hhx:%hhx:%hhx:%hhx:%hhx:%hhx", &octets[0], &octets[1],
+                      &octets[2],  // NOLINT
                       &octets[3], &octets[4], &octets[5]);
     std::uint64_t number = 0;
     for (const auto octet : octets) {
