@@ -30,7 +30,7 @@ Attributes attributesIn(std::string_view bytes) {
         attributes[::mnl_attr_get_type(attribute)] = {
             static_cast<const char*>(::mnl_attr_get_payload(attribute)),
             ::mnl_attr_get_payload_len(attribute)};
-        const auto step = std::size_t{MNL_ALIGN(attribute->nla_len)};
+        const auto step = static_cast<std::size_t>(MNL_ALIGN(attribute->nla_len));
         if (step >= rest) {
             break;
         }
