@@ -25,7 +25,6 @@ namespace qz::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 
 const std::string zeros(32, '0');

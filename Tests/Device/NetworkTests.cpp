@@ -57,7 +57,7 @@ class NetworkTest : public testing::Test {
 protected:
     ~NetworkTest() override { internal::replaceKernel(std::nullopt); }
 
-    static void setLinks(std::optional<std::vector<LinkAddress>> links) {
+    static void setLinks(const std::optional<std::vector<LinkAddress>>& links) {
         internal::replaceKernel(internal::Kernel{[links] { return links; }, nullptr});
     }
     /// A kernel that knows interfaces, and what the one with index 3 hears.
@@ -178,7 +178,7 @@ TEST_F(NetworkTest, AsksTheRealKernel) {
         EXPECT_EQ(link.family, AF_PACKET) << link.interfaceName;
     }
     // The controller of generic netlink describes itself on every machine.
-    const auto name = attribute(CTRL_ATTR_FAMILY_NAME, std::string("nlctrl", 7));
+    const auto name = attribute(CTRL_ATTR_FAMILY_NAME, std::string("nlctrl") + '\0');
     auto request = message(name);
     nlmsghdr header{};
     std::memcpy(&header, request.data(), sizeof(header));
