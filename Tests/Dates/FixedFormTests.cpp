@@ -31,6 +31,8 @@ constexpr Form forms[] = {
     {"yyyy-MM-dd HH:mm:ss.SSSXX", "Asia/Kolkata"},
     {"yyyy-MM-dd'T'HH:mm:ssXXX", "America/St_Johns"},
     {"yyyyMMdd'T'HHmmssXX", "GMT"},
+    {"yyyy''MM''dd", "GMT"},
+    {"yyyy'-''/'MM-dd", "GMT"},
 };
 
 /// A form with our formatter and with ICU's.

@@ -62,6 +62,9 @@ std::optional<DatePattern> DatePattern::compile(std::string_view pattern) {
     for (std::size_t i = 0; i < pattern.size();) {
         const auto character = pattern[i];
         if (character == '\'') {
+            if (pattern.substr(i).starts_with("''")) {
+                return std::nullopt;  // a quote that is written
+            }
             isQuoted = !isQuoted;
             ++i;
             continue;
