@@ -98,17 +98,23 @@ std::optional<NSData> SPXML::save() const {
 void SPXML::parserDidStartElement(const Ref<NSXMLParser>&, std::string_view elementName, Text, Text,
                                   const Ref<NSDictionary>& attributes) {
     const auto node = SPNode::initWithName(elementName);
-    currentNode_->appendChild(node);
+    if (currentNode_) {
+        currentNode_->appendChild(node);
+    }
     currentNode_ = node;
     node->addAttributes(attributes);
 }
 
 void SPXML::parserDidEndElement(const Ref<NSXMLParser>&, std::string_view, Text, Text) {
-    currentNode_ = currentNode_->parent();
+    if (currentNode_) {
+        currentNode_ = currentNode_->parent();
+    }
 }
 
 void SPXML::parserFoundCharacters(const Ref<NSXMLParser>&, std::string_view string) {
-    currentNode_->addValueChars(string);
+    if (currentNode_) {
+        currentNode_->addValueChars(string);
+    }
 }
 
 }  // namespace qz

@@ -111,7 +111,10 @@ const id& XMLReader::nameObject(std::string_view name) {
 
 void XMLReader::parserDidStartElement(const Ref<NSXMLParser>&, std::string_view elementName, Text, Text,
                                       const Ref<NSDictionary>& attributes) {
-    const auto child = attributes->mutableCopy();
+    if (dictionaryStack_.empty()) {  // a message of another's parser
+        return;
+    }
+    const auto child = attributes ? attributes->mutableCopy() : NSMutableDictionary::dictionary();
     auto& parent = *dictionaryStack_.back();
     const auto& name = nameObject(elementName);
     if (dictionaryStack_.size() == 1) {
@@ -123,15 +126,23 @@ void XMLReader::parserDidStartElement(const Ref<NSXMLParser>&, std::string_view 
 }
 
 void XMLReader::parserDidEndElement(const Ref<NSXMLParser>&, std::string_view, Text, Text) {
-    dictionaryStack_.pop_back();
+    if (!dictionaryStack_.empty()) {
+        dictionaryStack_.pop_back();
+    }
 }
 
 void XMLReader::parserFoundCharacters(const Ref<NSXMLParser>&, std::string_view string) {
     const auto text = trimmed(string);
-    if (!text.empty()) {
-        const auto create = [] { return NSMutableString::string(); };
-        entry<NSMutableString>(*dictionaryStack_.back(), textKey(), create).appendString(text);
+    if (text.empty() || dictionaryStack_.empty()) {
+        return;
     }
+    auto& element = *dictionaryStack_.back();
+    const auto present = element.objectForKey(textKey());
+    if (dynamic_cast<NSMutableArray*>(present.get())) {
+        return;  // children of this name remain
+    }
+    const auto create = [] { return NSMutableString::string(); };
+    entry<NSMutableString>(element, textKey(), create).appendString(text);
 }
 
 void XMLReader::parserParseErrorOccurred(const Ref<NSXMLParser>&, const Ref<NSError>& parseError) {

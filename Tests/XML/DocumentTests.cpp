@@ -13,6 +13,7 @@
 #include "Platform/Foundation/NSException.h"
 #include "Platform/Foundation/NSString.h"
 #include "Platform/Runtime/KeyValueCoding.h"
+#include "Platform/Text/NSXMLParser.h"
 #include "QZUtils/Extensions/NSString/NSString+QZXML.h"
 #include "QZUtils/Markup/SPXML.h"
 #include "QZUtils/Markup/XMLReader.h"
@@ -51,6 +52,7 @@ TEST(XMLReader, MakesDictionariesAndArrays) {
          a({{"__text__", "va \u00E0 Paristard"}, {"b", array({empty})}})},
         {"<a b='lost'><b/></a>", a({{"b", array({empty})}})},
         {"<a>lost<__text__/></a>", a({{"__text__", array({empty})}})},
+        {"<a><__text__/>lost<__text__/></a>", a({{"__text__", array({empty, empty})}})},
         {"<a __text__='lost'>kept</a>", a({{"__text__", "kept"}})},
         {"<a>x<![CDATA[not collected]]></a>", a({{"__text__", "x"}})},
         {"<a><b><c/></b><d/><b/></a>",
@@ -217,6 +219,20 @@ TEST(XMLTree, IsReadFromAURL) {
     for (const Text url : {Text(file), Text("no such scheme"), Text(), Text("http://127.0.0.1:9/")}) {
         EXPECT_EQ(SPXML::initWithURLString(url), nullptr);
     }
+}
+
+TEST(XMLDelegates, BearAParserThatIsNotTheirs) {
+    const auto node = SPNode::initWithName("n");
+    const auto hung = SPXML::initWithNode(node);
+    const auto bare = SPXML::initWithNode(nullptr);
+    const auto reader = XMLReader::init();
+    for (const Ref<Object>& delegate : {Ref<Object>(hung), Ref<Object>(bare), Ref<Object>(reader)}) {
+        const auto parser = NSXMLParser::initWithData(NSData::dataWithText("<a x='1'>t<b/>u</a>"));
+        parser->setDelegate(delegate);
+        EXPECT_TRUE(parser->parse());
+    }
+    EXPECT_EQ(node->description(), "\n<n >\n  <a x='1' >tu\n    <b />\n  </a>\n</n>");
+    EXPECT_EQ(bare->FirstNode(), nullptr);
 }
 
 TEST(XMLTree, NeedsNoStackForDepth) {
