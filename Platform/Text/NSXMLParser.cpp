@@ -156,18 +156,20 @@ private:
         // After an error libxml2 goes on without messages; it must not go on to expand what was too much.
         sax.getEntity = [](void* user, const xmlChar* name) {
             of(user).guarded(&XMLParse::reportText, false);
-            return of(user).isOver() ? nullptr : xmlSAX2GetEntity(of(user).context_, name);
+            return of(user).expanded(name, &xmlSAX2GetEntity);
         };
         sax.getParameterEntity = [](void* user, const xmlChar* name) {
-            return of(user).isOver() ? nullptr : xmlSAX2GetParameterEntity(of(user).context_, name);
+            return of(user).expanded(name, &xmlSAX2GetParameterEntity);
         };
         sax.startElementNs = [](void* user, const xmlChar* local, const xmlChar* prefix, const xmlChar*,
-                                int namespaceCount, const xmlChar** namespaces, int attributeCount, int,
-                                const xmlChar** attributes) {
+                                int namespaceCount, const xmlChar** namespaces, int attributeCount,
+                                int defaultCount, const xmlChar** attributes) {
             of(user).guarded([&](XMLParse& parse) {
-                parse.startElement({prefix, local},
-                                   {namespaces, static_cast<std::size_t>(namespaceCount) * 2},
-                                   {attributes, static_cast<std::size_t>(attributeCount) * 5});
+                const std::span<const xmlChar*> declared(namespaces,
+                                                         static_cast<std::size_t>(namespaceCount) * 2);
+                const std::span<const xmlChar*> all(attributes, static_cast<std::size_t>(attributeCount) * 5);
+                parse.countDefaults(declared, all.last(static_cast<std::size_t>(defaultCount) * 5));
+                parse.startElement({prefix, local}, declared, all);
             });
         };
         sax.endElementNs = [](void* user, const xmlChar* local, const xmlChar* prefix, const xmlChar*) {
@@ -232,6 +234,40 @@ private:
                 break;
             default:
                 xmlSAX2EntityDecl(context, name, type, publicID, systemID, content);
+        }
+    }
+
+    /// libxml2 looks at how entities multiply in each other alone: a long one that is referred to often would
+    /// make a small document endless. The bounds are those of its versions from 2.11 on (parserInternals.h).
+    void expand(std::size_t size) {
+        constexpr std::size_t allowed = 1'000'000;
+        constexpr std::size_t factor = 5;
+        constexpr std::size_t costOfOne = 20;
+        expansion_ += size + costOfOne;
+        if (!isOver() && expansion_ > allowed && expansion_ / factor > parser_.data_.text().size()) {
+            parser_.line_ = line();
+            parser_.column_ = column();
+            fail(makeError(XML_ERR_ENTITY_LOOP, "The document's declarations multiply its text too often"));
+        }
+    }
+
+    /// The entity of a reference; null where it must not be expanded.
+    xmlEntity* expanded(const xmlChar* name, xmlEntity* (*find)(void*, const xmlChar*)) {
+        auto* const entity = isOver() ? nullptr : find(context_, name);
+        if (entity) {
+            guarded([&](XMLParse& parse) { parse.expand(static_cast<std::size_t>(entity->length)); }, false);
+        }
+        return isOver() ? nullptr : entity;
+    }
+
+    /// Attributes that the document declares once are there in every element. Of namespaces libxml2 does not
+    /// say which ones those are, but what is written is longer than the bound allows.
+    void countDefaults(std::span<const xmlChar*> namespaces, std::span<const xmlChar*> attributes) {
+        for (std::size_t i = 0; i < namespaces.size(); i += 2) {
+            expand(view(namespaces[i + 1]).size());
+        }
+        for (std::size_t i = 0; i < attributes.size(); i += 5) {
+            expand(view(attributes[i + 3], attributes[i + 4]).size());
         }
     }
 
@@ -374,6 +410,7 @@ private:
     std::string text_;  // the run so far
     std::string run_;   // the one being reported
     std::size_t reference_ = 0;
+    std::size_t expansion_ = 0;  // what declarations added, in bytes
     std::unordered_map<Name, id, NameHash> names_;
     std::array<id, 256> values_;
     std::vector<NSDictionary::Entry> entries_;

@@ -12,8 +12,9 @@
 // document's encoding is.
 //
 // Foreign bytes do no harm: no external entity and no DTD is read, from the network or from a file (a
-// reference to such an entity stands for nothing), entities of the document's own are expanded as long as
-// they multiply within bounds, and elements stand 256 deep in each other at most; more of either is an error.
+// reference to such an entity stands for nothing), entities and defaults of attributes of the document's own
+// are expanded up to a megabyte or five times its length, and elements stand 256 deep in each other at most;
+// more of either is an error.
 //
 // ERRORS are of NSXMLParserErrorDomain, with libxml2's numbers (libxml/xmlerror.h, xmlParserErrors). The
 // first one ends the parse; what was reported before it stays reported.

@@ -173,6 +173,23 @@ TEST(XMLParser, DoesNoHarmWithHostileDocuments) {
     EXPECT_TRUE(parse(laughs + "]><a x='&l29;'/>").error);
     EXPECT_TRUE(parse(parameters + "%p29;]><a/>").error);
     EXPECT_TRUE(parse("<!DOCTYPE a [<!ENTITY e '&f;'><!ENTITY f '&e;'>]><a>&e;</a>").error);
+    // One long text, or many short ones, many times.
+    const auto longText = std::string(20000, 'x');
+    for (const auto& document :
+         {"<!DOCTYPE a [<!ENTITY e '" + longText + "'>]><a>" + repeated("&e;", 5000) + "</a>",
+          "<!DOCTYPE a [<!ENTITY e '" + longText + "'>]><a>" + repeated("<b x='&e;'/>", 5000) + "</a>",
+          "<!DOCTYPE a [<!ENTITY e '<!--" + longText + "-->'>]><a>" + repeated("&e;", 5000) + "</a>",
+          "<!DOCTYPE a [<!ENTITY e '" + repeated("<b/>", 5000) + "'>]><a>" + repeated("&e;", 5000) + "</a>",
+          "<!DOCTYPE a [<!ENTITY % p '" + std::string(20000, ' ') + "'>" + repeated("%p;", 5000) + "]><a/>",
+          "<!DOCTYPE a [<!ATTLIST b x CDATA '" + longText + "'>]><a>" + repeated("<b/>", 5000) + "</a>",
+          "<!DOCTYPE a [<!ATTLIST b xmlns:x CDATA '" + longText + "'>]><a>" + repeated("<b/>", 5000) +
+              "</a>"}) {
+        const auto parsed = parse(document);
+        EXPECT_TRUE(parsed.error && parsed.error->code() == 89) << document.substr(0, 40);
+        EXPECT_LT(parsed.events.size(), 2'000'000U);
+    }
+    const auto declared = "<!DOCTYPE a [<!ENTITY e 'short'>]><a>" + repeated("&e; and more text", 100000);
+    EXPECT_FALSE(parse(declared + "</a>").error);
     EXPECT_TRUE(parse(repeated("<a>", 1000000)).error);
     EXPECT_TRUE(parse(repeated("<a>", 300) + repeated("</a>", 300)).error);
 
