@@ -364,7 +364,7 @@ private:
         auto& parent = elements_[elements_.size() - 2];
         switch (element.role) {
             case Role::Break:
-                hasBlank_ = false;
+                blank_ = nullptr;
                 show(std::u16string(1, lineSeparator));
                 break;
             case Role::Image:
@@ -372,7 +372,7 @@ private:
                 break;
             case Role::Cell:
                 if (parent.count++ > 0) {
-                    hasBlank_ = false;
+                    blank_ = nullptr;
                     show(u"\t");
                 }
                 break;
@@ -400,7 +400,7 @@ private:
     /// What follows begins a paragraph, if anything follows.
     void endParagraph() noexcept {
         hasEnded_ = true;
-        hasBlank_ = false;
+        blank_ = nullptr;
     }
 
     /// Blanks count as one, and as none at the ends of a line.
@@ -408,7 +408,9 @@ private:
         constexpr std::string_view blanks = " \t\n\r\f";
         while (!text.empty()) {
             const auto word = std::min(text.find_first_not_of(blanks), text.size());
-            hasBlank_ = hasBlank_ || (word > 0 && !isAtLineStart());
+            if (word > 0 && !blank_ && !isAtLineStart()) {
+                blank_ = textAttributes();
+            }
             text.remove_prefix(word);
             const auto end = std::min(text.find_first_of(blanks), text.size());
             if (end > 0) {
@@ -436,21 +438,26 @@ private:
                result_->units().back() == u' ' || result_->units().back() == u'\t';
     }
 
-    void show(const std::u16string& units) {
+    /// Those of text in the innermost element.
+    [[nodiscard]] const Ref<NSDictionary>& textAttributes() {
         auto& element = elements_.back();
         if (!element.attributes) {
             element.attributes = attributesOf(element.style, fonts_);
         }
+        return element.attributes;
+    }
+
+    void show(const std::u16string& units) {
         if (hasEnded_ && result_->length() > 0) {
             // The line feed belongs to the paragraph that it ends.
             result_->appendUnits(u"\n", result_->attributesAtIndex(result_->length() - 1));
         }
-        if (hasBlank_) {
-            result_->appendUnits(u" ", element.attributes);
+        if (blank_) {
+            result_->appendUnits(u" ", blank_);
         }
         hasEnded_ = false;
-        hasBlank_ = false;
-        result_->appendUnits(units, element.attributes);
+        blank_ = nullptr;
+        result_->appendUnits(units, textAttributes());
     }
 
     std::vector<Element> elements_;
@@ -458,8 +465,8 @@ private:
     internal::StyleDeclarations bodyRules_;
     Fonts fonts_;
     Ref<NSMutableAttributedString> result_ = NSMutableAttributedString::init();
-    bool hasEnded_ = false;  // a paragraph, since the last text
-    bool hasBlank_ = false;  // since the last text
+    bool hasEnded_ = false;    // a paragraph, since the last text
+    Ref<NSDictionary> blank_;  // the attributes of the first blank since the last text; null: there is none
 };
 
 std::string_view view(const xmlChar* text, int length) {

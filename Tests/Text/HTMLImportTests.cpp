@@ -112,6 +112,9 @@ TEST_F(HTMLImport, GivesFontsColoursAndLinks) {
         {"<p style=\"font-size: 150%\">x<span style='font-size:0.5em; font-weight: 700'>y</span></p>",
          "[x|R 18][y|B 9]"},
         {"<b>x<span style=\"font-weight: normal\">y</span></b>", "[x|B 12][y|R 12]"},
+        // The first of several blanks is the one that stays.
+        {"a <u>b </u> c<u> </u><s>d</s>",
+         "[a |R 12][b |R 12|NSUnderline=1][c|R 12][ |R 12|NSUnderline=1][d|R 12|NSStrikethrough=1]"},
         {"<big>x</big><small>y</small>", "[x|R 14][y|R 10]"},
         {"<style>/* p {} */ body { font-family: 'Nope', News; font-size: 20px; color: navy } p { color: red }"
          "</style>x",
