@@ -1,6 +1,8 @@
 // Attributed texts as terminals, Pango and web views get them, and the snippets for the latter.
 #include <gmock/gmock.h>
 
+#include <cmath>
+
 #include "Platform/Foundation/NSURL.h"
 #include "QZUtils/Extensions/NSAttributedString/NSAttributedString+HTML.h"
 #include "QZUtils/Extensions/NSAttributedString/NSAttributedString+Markup.h"
@@ -49,6 +51,13 @@ TEST_F(Rendering, WritesMarkupForPango) {
               "<span font_family=\"Text\" size=\"12800\">a &amp; &quot;&lt;\uFFFD</span>"
               "<span font_family=\"Text\" size=\"12800\" weight=\"bold\">b</span>");
     EXPECT_EQ(pangoMarkup(NSAttributedString::initWithString("<i>", nullptr)), "&lt;i&gt;");
+    const std::pair<double, const char*> sizes[] = {{1e300, "2147483647"}, {-1, "0"}, {std::nan(""), "0"}};
+    for (const auto& [size, written] : sizes) {
+        const auto sized = NSAttributedString::initWithString(
+            "x", NSDictionary::dictionary({{NSFontAttributeName, UIFont::systemFontOfSize(size)}}));
+        EXPECT_EQ(pangoMarkup(sized),
+                  "<span font_family=\"Text\" size=\"" + std::string(written) + "\">x</span>");
+    }
 }
 
 TEST_F(Rendering, WritesHTMLThatReadsBackAsTheSame) {

@@ -1,4 +1,5 @@
 #include <cmath>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -98,7 +99,11 @@ std::string pangoAttributes(const Look& look) {
     std::string attributes;
     if (look.font) {
         attributes += " font_family=\"" + internal::escapedForXML(look.font->familyName()) + "\"";
-        attributes += stringWithFormat(" size=\"%d\"", static_cast<int>(look.font->pointSize() * 1024));
+        // Pango counts 1024ths of a point in an int, and none below zero.
+        constexpr double greatest = INT32_MAX;
+        const auto size = look.font->pointSize() * 1024;
+        attributes +=
+            stringWithFormat(" size=\"%d\"", size > 0 ? static_cast<int>(std::fmin(size, greatest)) : 0);
     }
     attributes += look.has(Traits::Bold) ? " weight=\"bold\"" : "";
     attributes += look.has(Traits::Italic) ? " style=\"italic\"" : "";
