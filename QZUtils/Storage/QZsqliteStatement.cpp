@@ -97,7 +97,7 @@ bool QZsqliteStatement::step() {
     if (!isPrepared()) {
         return false;
     }
-    const std::lock_guard lock(*monitor_);
+    const auto turn = monitor_ ? std::unique_lock(*monitor_) : std::unique_lock<std::recursive_mutex>();
     return ::sqlite3_step(handle(stmt_)) == SQLITE_ROW;
 }
 

@@ -128,6 +128,13 @@ TEST_F(Database, ForgetsAHandleThatSQLiteKeeps) {
     EXPECT_EQ(::sqlite3_close(second), SQLITE_OK);
 }
 
+TEST_F(Database, StepsAStatementThatLetItsConnectionGo) {
+    const auto statement = db_->query("SELECT 1");
+    statement->setDb(nullptr);
+    EXPECT_TRUE(statement->step());
+    EXPECT_FALSE(statement->prepare("SELECT 1"));
+}
+
 TEST_F(Database, StepsTakeTurns) {
     EXPECT_TRUE(
         db_->exec("WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < 1000) INSERT "
