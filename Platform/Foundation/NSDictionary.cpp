@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "Platform/Foundation/NSArray.h"
+#include "Platform/Foundation/internal/KeyCopy.h"
 #include "Platform/Runtime/ClassBuilder.h"
 #include "Platform/Runtime/KeyValueObserving.h"
-#include "Platform/Runtime/Send.h"
 
 namespace qz {
 
@@ -46,8 +46,7 @@ Ref<NSDictionary> NSDictionary::dictionary(const std::vector<Entry>& entries) {
 void NSDictionary::set(const id& key, id value) {
     checkPresent(key);
     checkPresent(value);
-    auto kept = key->respondsToSelector("copy"_sel) ? send<id>(key, "copy"_sel) : key;
-    table_.insertOrReplace(Entry(std::move(kept), std::move(value)));
+    table_.insertOrReplace(Entry(internal::copyOfKey(key), std::move(value)));
 }
 
 id NSDictionary::objectForKey(const id& key) const {

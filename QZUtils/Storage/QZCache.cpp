@@ -9,6 +9,7 @@
 #include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Foundation/NSNotification.h"
 #include "Platform/Foundation/NSSet.h"
+#include "Platform/Foundation/internal/KeyCopy.h"
 #include "Platform/Runtime/ClassBuilder.h"
 #include "Platform/Runtime/KeyValueObserving.h"
 #include "Platform/Runtime/Raise.h"
@@ -72,10 +73,14 @@ void QZCache::setObjectForKey(const id& object, const id& forKey) {
     }
     id replaced;  // dies last, outside of the lock: its end may reach for the cache
     const std::lock_guard lock(*monitor_);
-    const auto [place, isNew] = entries_.try_emplace(forKey);
+    auto place = entries_.find(forKey);
+    const bool isNew = place == entries_.end();
+    if (isNew) {
+        place = entries_.try_emplace(internal::copyOfKey(forKey)).first;
+    }
     auto& entry = place->second;
     if (isNew) {
-        entry.key = forKey;
+        entry.key = place->first;
         entry.number = ++lastNumber_;
     } else {
         written_.erase(entry.written);

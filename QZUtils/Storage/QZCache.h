@@ -59,7 +59,7 @@ public:
     [[nodiscard]] std::uint64_t countLimit() const noexcept { return countLimit_; }
     void setCountLimit(std::uint64_t limit);
 
-    /// Writes an entry. Raises NSInvalidArgumentException for nil.
+    /// Writes an entry, under a copy of the key. Raises NSInvalidArgumentException for nil.
     void setObjectForKey(const id& object, const id& forKey);
     /// Nil when there is none.
     [[nodiscard]] id objectForKey(const id& key) const;

@@ -87,6 +87,17 @@ TEST(Cache, RemovesWhatItIsTold) {
     EXPECT_EQ(QZCache::sharedCache(), QZCache::sharedCache());
 }
 
+TEST(Cache, KeepsItsKeysFromChanging) {
+    const auto cache = QZCache::init();
+    const auto key = NSMutableString::string("a");
+    cache->setObjectForKey(1, key);
+    key->appendString("b");
+    EXPECT_EQ(cache->objectForKey("a"), id(1));
+    EXPECT_EQ(id(cache->keys()), texts({"a"}));
+    cache->removeObject(cache->objectForKey("a"));
+    EXPECT_EQ(cache->count(), 0);
+}
+
 /// Reaches for the cache as it goes.
 class Guest : public NSObject {
     QZ_OBJECT(Guest, NSObject)
