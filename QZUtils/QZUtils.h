@@ -12,6 +12,7 @@
 #include "QZUtils/Concurrency/QZSynchronizedMutableArray.h"
 #include "QZUtils/Concurrency/Synchronizer.h"
 #include "QZUtils/Crypto/CCCryptorAES256.h"
+#include "QZUtils/Crypto/Digest.h"
 #include "QZUtils/Crypto/RC4.h"
 #include "QZUtils/Delivery/QZDelivery.h"
 #include "QZUtils/Device/QZLocalizedString.h"

@@ -2,10 +2,13 @@
 // encodings of others.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdint>
 
+#include "Platform/Foundation/NSException.h"
 #include "Platform/Foundation/NSStringEncoding.h"
 #include "Platform/Runtime/Send.h"
+#include "QZUtils/Crypto/Digest.h"
 #include "QZUtils/Extensions/NSData/NSData+Base64.h"
 #include "QZUtils/Extensions/NSData/NSData+Hash.h"
 #include "QZUtils/Extensions/NSData/NSData+String.h"
@@ -57,6 +60,26 @@ TEST(Digests, AreKeyedAsPublished) {
     };
     for (const auto& [key, data, hmac] : cases) {
         EXPECT_EQ(hexEncodedString(HMACSHA256WithKey(data, key)), hmac);
+    }
+}
+
+TEST(Digests, AreTheSameInPieces) {
+    const auto data = bytesOf(std::string(1000, 'a') + "end");
+    const auto key = bytesOf("key");
+    for (const std::size_t size : {1, 63, 64, 65, 1003}) {
+        const auto inPieces = [&](Digest digest) {
+            for (std::size_t at = 0; at < data.size(); at += size) {
+                digest.update(data.bytes().subspan(at, std::min(size, data.size() - at)));
+                digest.update({});
+            }
+            auto result = digest.finish();
+            EXPECT_THROW(digest.update({}), NSException);
+            EXPECT_THROW(static_cast<void>(digest.finish()), NSException);
+            return result;
+        };
+        EXPECT_EQ(inPieces(Digest::MD5()), MD5Hash(data)) << size;
+        EXPECT_EQ(inPieces(Digest::SHA256()), SHA256Hash(data)) << size;
+        EXPECT_EQ(inPieces(Digest::HMACSHA256(key)), HMACSHA256WithKey(data, key)) << size;
     }
 }
 

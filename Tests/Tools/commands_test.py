@@ -143,8 +143,18 @@ class Commands(unittest.TestCase):
                              (0, theirs.split()[0] + b"\n", ""))
         for arguments, status in ((("hmac", "-"), 2), (("md5", "-", "--key", "00"), 2), (("sha1", "-"), 2),
                                   (("hmac", "-", "--key", "0"), 2), (("hmac", "-", "--key", "0x"), 2),
-                                  (("md5", "/does/not/exist"), 1)):
+                                  (("md5", "/does/not/exist"), 1), (("md5", "/"), 1)):
             self.assertEqual(self.run_qz("digest", *arguments)[:2], (status, b""), arguments)
+
+    def test_digests_a_file_without_holding_it(self):
+        with tempfile.NamedTemporaryFile() as file:
+            file.truncate(256 << 20)
+            process = subprocess.Popen([QZ, "digest", "md5", file.name], stdout=subprocess.PIPE)
+            with process.stdout:
+                ours = process.stdout.read()
+            _, process.returncode, usage = os.wait4(process.pid, 0)
+            self.assertEqual(ours.split(), self.openssl("dgst", "-md5", "-r", file.name).split()[:1])
+            self.assertLess(usage.ru_maxrss, 128 << 10)
 
     def test_enciphers_and_deciphers_what_openssl_does(self):
         plain = bytes(range(256)) * 100 + b"end"

@@ -1,6 +1,9 @@
 // What the commands of qz have in common.
 #pragma once
 
+#include <cstddef>
+#include <functional>
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -31,6 +34,9 @@ private:
 
 /// The bytes of a file, or of standard input for "-".
 [[nodiscard]] NSData contentOf(const std::string& file);
+
+/// The same a piece at a time, for files that do not fit in memory.
+void readPieces(const std::string& file, const std::function<void(std::span<const std::byte>)>& take);
 
 /// The bytes that hexadecimal digits stand for; `option` is where they were given.
 [[nodiscard]] NSData bytesOfHex(const std::string& digits, const std::string& option);

@@ -1,24 +1,24 @@
 // qz digest: the digest of a file in hexadecimal digits.
+#include "QZUtils/Crypto/Digest.h"
+
 #include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Command.h"
-#include "QZUtils/Extensions/NSData/NSData+Hash.h"
 #include "QZUtils/Extensions/NSData/NSData+String.h"
 
 namespace qz::tool {
 
 namespace {
 
-NSData digest(const std::string& algorithm, const std::string& file, const std::optional<std::string>& key) {
+Digest digestOf(const std::string& algorithm, const std::optional<std::string>& key) {
     if ((algorithm == "hmac") != key.has_value()) {
         throw Failure(key ? "--key is for hmac" : "hmac takes a key: say one with --key", wrongUsage);
     }
     if (key) {
-        const auto bytes = bytesOfHex(*key, "--key");
-        return HMACSHA256WithKey(contentOf(file), bytes);
+        return Digest::HMACSHA256(bytesOfHex(*key, "--key"));
     }
-    return algorithm == "md5" ? MD5Hash(contentOf(file)) : SHA256Hash(contentOf(file));
+    return algorithm == "md5" ? Digest::MD5() : Digest::SHA256();
 }
 
 }  // namespace
@@ -39,7 +39,9 @@ void addDigest(CLI::App& program) {
     command->add_option("FILE", options->file, "The file; - for standard input")->required();
     command->add_option("--key", options->key, "The key of hmac, in hexadecimal digits");
     command->callback([options] {
-        std::cout << hexEncodedString(digest(options->algorithm, options->file, options->key)) << std::endl;
+        auto digest = digestOf(options->algorithm, options->key);
+        readPieces(options->file, [&](std::span<const std::byte> piece) { digest.update(piece); });
+        std::cout << hexEncodedString(digest.finish()) << std::endl;
     });
 }
 

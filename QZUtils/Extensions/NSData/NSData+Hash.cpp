@@ -1,45 +1,29 @@
-#include <openssl/evp.h>
-
 #include "Platform/Foundation/internal/DataStorage.h"
 #include "Platform/Runtime/ClassBuilder.h"
-#include "QZUtils/Crypto/internal/Crypto.h"
+#include "QZUtils/Crypto/Digest.h"
 #include "QZUtils/Extensions/NSData/NSData+Hash.h"
 
 namespace qz {
 
 namespace {
 
-using internal::octets;
-
-NSData digest(const NSData& data, const EVP_MD* algorithm) {
-    return NSData::dataWithCapacity(EVP_MAX_MD_SIZE, [&](std::span<std::byte> result) {
-        unsigned length = 0;
-        internal::require(EVP_Digest(octets(data), data.size(), internal::outputOctets(result), &length,
-                                     algorithm, nullptr) == 1,
-                          "a digest");
-        return length;
-    });
+NSData finished(Digest digest, const NSData& data) {
+    digest.update(data.bytes());
+    return digest.finish();
 }
 
 }  // namespace
 
 NSData MD5Hash(const NSData& self) {
-    return digest(self, EVP_md5());
+    return finished(Digest::MD5(), self);
 }
 
 NSData SHA256Hash(const NSData& self) {
-    return digest(self, EVP_sha256());
+    return finished(Digest::SHA256(), self);
 }
 
 NSData HMACSHA256WithKey(const NSData& self, const NSData& key) {
-    return NSData::dataWithCapacity(EVP_MAX_MD_SIZE, [&](std::span<std::byte> result) {
-        std::size_t length = 0;
-        const auto* hmac =
-            EVP_Q_mac(nullptr, "HMAC", nullptr, "SHA256", nullptr, octets(key), key.size(), octets(self),
-                      self.size(), internal::outputOctets(result), result.size(), &length);
-        internal::require(hmac != nullptr, "HMAC");
-        return length;
-    });
+    return finished(Digest::HMACSHA256(key), self);
 }
 
 namespace internal {

@@ -2,6 +2,8 @@
 //
 //     hexEncodedString(SHA256Hash(data))
 //
+// For bytes that come in pieces: QZUtils/Crypto/Digest.h.
+//
 // They run at the speed of OpenSSL's libcrypto. A digest that the system's policy forbids (MD5, on some
 // machines) raises NSInternalInconsistencyException. Safe from any thread.
 #pragma once
