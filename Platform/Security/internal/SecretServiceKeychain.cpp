@@ -102,6 +102,9 @@ public:
     OwnContext(const OwnContext&) = delete;
     OwnContext& operator=(const OwnContext&) = delete;
     ~OwnContext() {
+        // What the objects subscribed to is freed by a callback here, and would leak if it never came.
+        while (::g_main_context_iteration(context_, FALSE)) {
+        }
         ::g_main_context_pop_thread_default(context_);
         ::g_main_context_unref(context_);
     }
