@@ -26,6 +26,10 @@ public:
         : request_(request), resolver_(std::move(resolver)) {}
 
     void begin() {
+        if (request_.stop.stop_requested()) {
+            resolver_(false, nullptr, QZDownload::cancelError());
+            return;
+        }
         {
             // Two that ask for the same file at once get one download.
             static std::mutex lookUp;

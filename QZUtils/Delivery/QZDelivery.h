@@ -48,7 +48,9 @@ struct QZDeliveryRequest {
     std::string password = {};              // of its encrypted entries; empty: none
     bool overwrite = true;                  // files that exist
     QZUnzip::Filter filter = {};            // of entries
-    std::stop_token stop = {};              // cancels the download, a joined one too, and ends the extraction
+    /// Cancels the download, a joined one too, and ends the extraction. When it stops beforehand, nothing
+    /// is started and nobody else's download is cancelled.
+    std::stop_token stop = {};
     /// Called with the download, on the caller's thread, before it is started or when it is joined: for a
     /// progress block, a delegate, settings. May not deliver anything itself.
     std::function<void(const Ref<QZDownload>& download)> configure = {};

@@ -143,6 +143,7 @@ TEST_F(Delivery, StopsWhenItIsTold) {
         ASSERT_TRUE(promise->error());
         EXPECT_EQ(promise->error()->localizedDescription(), "Cancelled by user");
         EXPECT_EQ(fs::exists(directory_ / "issue.zip.resumeData"), isLate);
+        EXPECT_EQ(server.requests().size(), isLate ? 1U : 0U);
     }
 }
 
