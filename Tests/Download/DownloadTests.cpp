@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <thread>
 
 #include "Platform/Dispatch/DispatchQueue.h"
 #include "Platform/Dispatch/NSRunLoop.h"
