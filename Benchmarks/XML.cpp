@@ -24,12 +24,16 @@ const qz::NSData& feed() {
         std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<feed xmlns=\"urn:feed\">\n";
         for (int i = 0; text.size() < feedSize; ++i) {
             const auto n = std::to_string(i);
-            text += "  <issue id=\"" + n + "\" date=\"2026-11-23\">\n    <title>Daily number " + n +
-                    " \u2013 \u00C9dition de Paris</title>\n    <publisher>Miller &amp; Sons</publisher>\n"
-                    "    <summary>What happened yesterday, what it means, and what comes next: reports, "
-                    "comments and the weather.</summary>\n"
-                    "    <page file=\"p1.pdf\" width=\"620\" height=\"877\"/>\n"
-                    "    <page file=\"p2.pdf\" width=\"620\" height=\"877\"/>\n  </issue>\n";
+            text += "  <issue id=\"";
+            text += n;
+            text += "\" date=\"2026-11-23\">\n    <title>Daily number ";
+            text += n;
+            text +=
+                " \u2013 \u00C9dition de Paris</title>\n    <publisher>Miller &amp; Sons</publisher>\n"
+                "    <summary>What happened yesterday, what it means, and what comes next: reports, "
+                "comments and the weather.</summary>\n"
+                "    <page file=\"p1.pdf\" width=\"620\" height=\"877\"/>\n"
+                "    <page file=\"p2.pdf\" width=\"620\" height=\"877\"/>\n  </issue>\n";
         }
         text += "</feed>\n";
         if (const char* path = std::getenv("QZ_FEED")) {

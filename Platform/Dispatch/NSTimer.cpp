@@ -12,7 +12,6 @@
 namespace qz {
 
 using detail::RunLoopCore;
-using detail::SteadyTime;
 using std::chrono::nanoseconds;
 using std::chrono::steady_clock;
 
